@@ -1,0 +1,23 @@
+# What every target of this project is compiled with.
+find_package(Threads REQUIRED)
+
+add_library(kal_settings INTERFACE)
+target_include_directories(kal_settings INTERFACE ${PROJECT_SOURCE_DIR})
+target_link_libraries(kal_settings INTERFACE Threads::Threads)
+target_compile_options(kal_settings INTERFACE
+    -Wall -Wextra -Wpedantic -Wshadow -Werror
+    -fvisibility=hidden $<$<COMPILE_LANGUAGE:CXX>:-fvisibility-inlines-hidden>
+    # Every compiler rounds alike: no fused products behind our back. Neither errno nor floating-point traps are used.
+    -ffp-contract=off -fno-math-errno -fno-trapping-math)
+
+if(CMAKE_SYSTEM_PROCESSOR STREQUAL "i686")
+    # The x87 unit ignores flush-to-zero and rounds differently, so arithmetic stays in SSE registers. A host's stack
+    # may be aligned to four bytes only.
+    target_compile_options(kal_settings INTERFACE -march=pentium4 -mfpmath=sse -mstackrealign)
+endif()
+
+if(KAL_SANITIZE)
+    target_compile_options(kal_settings INTERFACE
+        -fsanitize=${KAL_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer -g)
+    target_link_options(kal_settings INTERFACE -fsanitize=${KAL_SANITIZE})
+endif()

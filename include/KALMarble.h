@@ -1,0 +1,222 @@
+/*
+ * KALMarble: real-time 3-D audio for games. This header is all that a game includes; C99 and C++17 read it alike.
+ *
+ * In short:
+ *
+ *     KalContext kal;
+ *     const char* error = KalInitialize(1, KAL_INTERFACE_VERSION, &kal);   // from the library, by name
+ *     kal.init(kal.priv, &initParam);                                      // starts the renderer
+ *     KalBuffer* sound = kal.createBuffer(kal.priv, &bufferParam);         // copies the samples
+ *     kal.playAbsolute(kal.priv, sound, &position, &playParam);            // once a sound
+ *     kal.respatialize(kal.priv, &eye, &front, &up, &reverbParam);         // once a game frame
+ *     kal.render(kal.priv, stream, numFrames);                             // in the audio callback
+ *     if ((error = kal.checkError(kal.priv))) log(error);
+ *     kal.destroy(kal.priv);
+ *
+ * Threads: one game thread makes every call but render; one audio thread calls render. Calls on different contexts are
+ * independent.
+ *
+ * Errors: a call that fails changes nothing that is heard, stores its text for checkError and returns as usual
+ * (createBuffer returns null). No exception crosses this interface, except that KalInitialize lets an allocation
+ * failure through.
+ *
+ * The caller's part, which the library cannot check: `priv` is the one that KalInitialize gave and destroy has not yet
+ * taken; a buffer handle is one that createBuffer gave and freeBuffer has not yet taken; pointers point to complete
+ * records; `param` of init is not null; occlusionQuery is not null when playAbsolute is used.
+ */
+#ifndef KALMARBLE_H
+#define KALMARBLE_H
+
+#include <stdint.h>
+
+#if defined(_WIN32) && !defined(_WIN64)
+#define KAL_CALL __cdecl
+#else
+#define KAL_CALL
+#endif
+
+/* The version of this interface; KalInitialize refuses any other. */
+#define KAL_INTERFACE_VERSION 1
+
+#ifdef __cplusplus
+/* The library's own classes, opaque to a host. */
+namespace kalmarble {
+struct ContextPrivate;
+class Buffer;
+} // namespace kalmarble
+typedef kalmarble::ContextPrivate KalPrivate;
+typedef kalmarble::Buffer KalBuffer;
+extern "C" {
+#else
+typedef struct KalPrivate KalPrivate;
+typedef struct KalBuffer KalBuffer;
+#endif
+
+/* A point or direction. World axes are the host's own; relative to the listener, +x is right, +y up and +z ahead. */
+typedef struct KalVector3 {
+    float x, y, z;
+} KalVector3;
+
+/* Answers how much a wall takes from an absolute sound. Called on the game thread, from playAbsolute and respatialize,
+ * once for every absolute sound that plays; it must not call back into the library.
+ *   position  world coordinates of the sound
+ *   result    to be set to a low-pass coefficient: 1 = unfiltered, towards 0 = duller; it is 1 when left alone */
+typedef void(KAL_CALL* KalOcclusionQuery)(const KalVector3* position, float* result, void* userData);
+
+/* Receives one diagnostic line, NUL-terminated, valid during the call. Called on the renderer's own thread and on the
+ * audio thread, so it must be quick and must not call back into the library. */
+typedef void(KAL_CALL* KalDebugLog)(const char* message, void* userData);
+
+/* How a context is set up. */
+typedef struct KalInitParam {
+    double samplingRate;              /* output rate, Hz: 4000 to about 320000 */
+    KalOcclusionQuery occlusionQuery; /* needed by playAbsolute */
+    void* occlusionQueryUserData;     /* handed to occlusionQuery */
+    int32_t numThreads;               /* threads that render a block, 1 or more; 0 is a programming error that ends the
+                                         process at the first block */
+    int32_t maxPolyphonics;           /* positional sounds at a time; 0 or below: each one stops the one before it */
+    KalDebugLog debugLog;             /* may be null */
+    void* debugLogUserData;           /* handed to debugLog */
+} KalInitParam;
+
+/* The room around the listener. */
+typedef struct KalReverbParam {
+    float wetLevelA;  /* level of the reverb, 0 ... 1, to the fourth power */
+    float roomVolume; /* cubic metres */
+    float roomArea;   /* square metres of wall; below 0.01 counts as 0.01 */
+    float roomSize;   /* metres; beyond 1.5 times it a sound's part in the reverb fades with distance */
+    float wetLevelB;  /* level of the reverb, 0 ... 1, to the third power */
+} KalReverbParam;
+
+/* How one sound is played. */
+typedef struct KalPlayParam {
+    float volume;              /* linear gain */
+    float speed;               /* playback rate, > 0; 1 = as recorded */
+    float referenceDistanceSq; /* squared distance up to which the sound is not attenuated; beyond it, amplitude falls
+                                  with distance */
+} KalPlayParam;
+
+/* The samples of one sound. */
+typedef struct KalBufferParam {
+    const void* data;     /* interleaved by channel; copied, so it may be freed after the call */
+    int32_t sampleBits;   /* 8 (unsigned), 16 (signed) or 32 (float) */
+    int32_t numChannels;  /* 1 or 2 */
+    int32_t numSamples;   /* frames */
+    double samplingRate;  /* Hz */
+} KalBufferParam;
+
+/* One sound context, filled by KalInitialize. The order of the entries is part of the binary interface. */
+typedef struct KalContext {
+    /* First argument of every entry. */
+    KalPrivate* priv;
+
+    /* Starts the renderer with these parameters, which are copied, and its threads. A second init replaces the running
+     * context: its sounds end. When it fails, a context that was running goes on.
+     * Game thread. Errors: "Invalid sampling rate: %f". */
+    void(KAL_CALL* init)(KalPrivate* priv, const KalInitParam* param);
+
+    /* Stops the threads and frees everything but the buffers. No other call may be under way; priv is gone afterwards.
+     * Null is ignored. Any thread. */
+    void(KAL_CALL* destroy)(KalPrivate* priv);
+
+    /* The text of the latest failure of any call, or null when nothing ever failed. It stays until a later failure
+     * replaces it: no success clears it. The text stays readable until destroy. Any thread. */
+    const char*(KAL_CALL* checkError)(KalPrivate* priv);
+
+    /* Copies samples into a new buffer, which belongs to the caller until freeBuffer. Null on failure. Game thread.
+     * Errors: "Not initialized.", "Parameter is null.", "Invalid sample bits.", sizes that do not fit 32 bits. */
+    KalBuffer*(KAL_CALL* createBuffer)(KalPrivate* priv, const KalBufferParam* param);
+
+    /* Frees a buffer; sounds that play it play on. Game thread. Errors: "Not initialized.", "Parameter is null." */
+    void(KAL_CALL* freeBuffer)(KalPrivate* priv, KalBuffer* buffer);
+
+    /* Moves the listener and sets the room; every sound that plays follows. Call it once a game frame.
+     *   eye    position, world coordinates
+     *   front  where the listener looks, of unit length (it is used as given)
+     *   up     not parallel to front; it is made perpendicular to it
+     * Game thread. Errors: "Not initialized.", "Parameter eye is null." and likewise front, up, reverb. */
+    void(KAL_CALL* respatialize)(KalPrivate* priv, const KalVector3* eye, const KalVector3* front, const KalVector3* up,
+                                 const KalReverbParam* reverb);
+
+    /* Plays a buffer once at a place in the world; a two-channel buffer is attenuated by distance but not placed.
+     * Game thread. Errors: "Not initialized.", "Parameter buffer is null." and likewise origin, params; speeds that are
+     * not positive and gains that are not numbers. */
+    void(KAL_CALL* playAbsolute)(KalPrivate* priv, KalBuffer* buffer, const KalVector3* origin,
+                                 const KalPlayParam* params);
+
+    /* Like playAbsolute, at a place relative to the listener that moves with it; occlusionQuery is not asked. */
+    void(KAL_CALL* playRelative)(KalPrivate* priv, KalBuffer* buffer, const KalVector3* origin,
+                                 const KalPlayParam* params);
+
+    /* Plays a buffer once as recorded: no place, no room, no limit on the number of sounds. Game thread. */
+    void(KAL_CALL* playLocal)(KalPrivate* priv, KalBuffer* buffer, const KalPlayParam* params);
+
+    /* Writes the next numFrames frames of the mix, left and right interleaved, each sample within -1 ... 1, as
+     * 2 * numFrames floats. Waits for the renderer when it is behind. A host should keep to one block size: the block
+     * that waits when the size changes is dropped. Zero frames write nothing.
+     * Audio thread. Errors: "Not initialized.", "Parameter stream is null.", "Frame count is negative." */
+    void(KAL_CALL* render)(KalPrivate* priv, float* stream, int numFrames);
+} KalContext;
+
+/* The one exported function, for GetProcAddress or dlsym. */
+typedef const char*(KAL_CALL* KalInitializeFunction)(uint32_t magic, int32_t interfaceVersion, KalContext* context);
+
+/* Fills *context with a new private record and the ten entries. Returns null, or the text of what is wrong, and then
+ * *context is untouched. Any thread.
+ *   magic             any value but 0: "Magic is invalid."
+ *   context           not null: "Null pointer for context return destination!"
+ *   interfaceVersion  KAL_INTERFACE_VERSION: "Interface version unmatch. This library's version is '1'." */
+const char* KAL_CALL KalInitialize(uint32_t magic, int32_t interfaceVersion, KalContext* context);
+
+#ifdef __cplusplus
+} /* extern "C" */
+#endif
+
+/* The layout is frozen: in a 32-bit build every offset below is part of the binary interface. The array of a negative
+ * size is how C99 states it. */
+#if defined(_WIN32) && !defined(_WIN64)
+#include <stddef.h>
+#define KAL_STATE(name, condition) typedef char kal_layout_##name[(condition) ? 1 : -1]
+#define KAL_AT(record, field, offset) KAL_STATE(record##_##field, offsetof(record, field) == (offset))
+KAL_AT(KalInitParam, samplingRate, 0);
+KAL_AT(KalInitParam, occlusionQuery, 8);
+KAL_AT(KalInitParam, occlusionQueryUserData, 12);
+KAL_AT(KalInitParam, numThreads, 16);
+KAL_AT(KalInitParam, maxPolyphonics, 20);
+KAL_AT(KalInitParam, debugLog, 24);
+KAL_AT(KalInitParam, debugLogUserData, 28);
+KAL_STATE(KalInitParam, sizeof(KalInitParam) == 32);
+KAL_AT(KalReverbParam, wetLevelA, 0);
+KAL_AT(KalReverbParam, roomVolume, 4);
+KAL_AT(KalReverbParam, roomArea, 8);
+KAL_AT(KalReverbParam, roomSize, 12);
+KAL_AT(KalReverbParam, wetLevelB, 16);
+KAL_STATE(KalReverbParam, sizeof(KalReverbParam) == 20);
+KAL_AT(KalPlayParam, volume, 0);
+KAL_AT(KalPlayParam, speed, 4);
+KAL_AT(KalPlayParam, referenceDistanceSq, 8);
+KAL_STATE(KalPlayParam, sizeof(KalPlayParam) == 12);
+KAL_AT(KalBufferParam, data, 0);
+KAL_AT(KalBufferParam, sampleBits, 4);
+KAL_AT(KalBufferParam, numChannels, 8);
+KAL_AT(KalBufferParam, numSamples, 12);
+KAL_AT(KalBufferParam, samplingRate, 16);
+KAL_STATE(KalBufferParam, sizeof(KalBufferParam) == 24);
+KAL_STATE(KalVector3, sizeof(KalVector3) == 12);
+KAL_AT(KalContext, priv, 0);
+KAL_AT(KalContext, init, 4);
+KAL_AT(KalContext, destroy, 8);
+KAL_AT(KalContext, checkError, 12);
+KAL_AT(KalContext, createBuffer, 16);
+KAL_AT(KalContext, freeBuffer, 20);
+KAL_AT(KalContext, respatialize, 24);
+KAL_AT(KalContext, playAbsolute, 28);
+KAL_AT(KalContext, playRelative, 32);
+KAL_AT(KalContext, playLocal, 36);
+KAL_AT(KalContext, render, 40);
+KAL_STATE(KalContext, sizeof(KalContext) == 44);
+#undef KAL_AT
+#undef KAL_STATE
+#endif
+
+#endif /* KALMARBLE_H */
