@@ -1,0 +1,70 @@
+#pragma once
+
+#include <numbers>
+
+namespace qfft {
+
+/// A complex number, or several side by side when V is a vector of floats.
+template<class V>
+struct Complex {
+    V re, im;
+};
+
+template<class V>
+inline Complex<V> operator+(Complex<V> a, Complex<V> b)
+{
+    return {a.re + b.re, a.im + b.im};
+}
+
+template<class V>
+inline Complex<V> operator-(Complex<V> a, Complex<V> b)
+{
+    return {a.re - b.re, a.im - b.im};
+}
+
+/// a - i b and a + i b.
+template<class V>
+inline Complex<V> MinusI(Complex<V> a, Complex<V> b)
+{
+    return {a.re + b.im, a.im - b.re};
+}
+
+template<class V>
+inline Complex<V> PlusI(Complex<V> a, Complex<V> b)
+{
+    return {a.re - b.im, a.im + b.re};
+}
+
+/// The forward transform of two, three or four points, in place. T is the type of an element of V.
+template<class T, class V>
+inline void Butterfly(Complex<V> (&x)[2])
+{
+    const Complex<V> sum = x[0] + x[1];
+    x[1] = x[0] - x[1];
+    x[0] = sum;
+}
+
+template<class T, class V>
+inline void Butterfly(Complex<V> (&x)[3])
+{
+    constexpr T half = T(0.5), sine = std::numbers::sqrt3_v<T> / 2;
+    const Complex<V> sum = x[1] + x[2], difference = x[1] - x[2];
+    const Complex<V> centre = {x[0].re - sum.re * half, x[0].im - sum.im * half};
+    const Complex<V> side = {difference.re * sine, difference.im * sine};
+    x[0] = x[0] + sum;
+    x[1] = MinusI(centre, side);
+    x[2] = PlusI(centre, side);
+}
+
+template<class T, class V>
+inline void Butterfly(Complex<V> (&x)[4])
+{
+    const Complex<V> evenSum = x[0] + x[2], evenDifference = x[0] - x[2];
+    const Complex<V> oddSum = x[1] + x[3], oddDifference = x[1] - x[3];
+    x[0] = evenSum + oddSum;
+    x[1] = MinusI(evenDifference, oddDifference);
+    x[2] = evenSum - oddSum;
+    x[3] = PlusI(evenDifference, oddDifference);
+}
+
+} // namespace qfft

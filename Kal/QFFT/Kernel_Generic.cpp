@@ -1,0 +1,45 @@
+#include "Kal/QFFT/Kernel_Generic.h"
+
+#include "Kal/QFFT/Butterfly.h"
+
+namespace qfft {
+namespace {
+
+template<class T, unsigned radix>
+void GenericStage(const Stage<T>& stage, const T* inReal, const T* inImag, T* outReal, T* outImag)
+{
+    const auto [kernel, stride, count, twiddles] = stage;
+    for (std::size_t p = 0; p < count; ++p) {
+        Complex<T> turns[radix]; // the tables leave out p = 0, where all twiddles are 1
+        for (unsigned j = 1; j < radix; ++j) {
+            const T* turn = twiddles + 2 * ((j - 1) * count + p - 1);
+            turns[j] = p == 0 ? Complex<T>{1, 0} : Complex<T>{turn[0], turn[1]};
+        }
+        for (std::size_t q = 0; q < stride; ++q) {
+            Complex<T> x[radix];
+            for (unsigned k = 0; k < radix; ++k) {
+                const std::size_t from = q + stride * (p + k * count);
+                x[k] = {inReal[from], inImag[from]};
+            }
+            Butterfly<T>(x);
+            for (unsigned j = 0; j < radix; ++j) {
+                const std::size_t to = q + stride * (radix * p + j);
+                outReal[to] = j == 0 ? x[j].re : x[j].re * turns[j].re + x[j].im * turns[j].im;
+                outImag[to] = j == 0 ? x[j].im : x[j].im * turns[j].re - x[j].re * turns[j].im;
+            }
+        }
+    }
+}
+
+} // namespace
+
+template<class T>
+StageKernel<T> GenericKernel(unsigned radix)
+{
+    return radix == 4 ? GenericStage<T, 4> : radix == 3 ? GenericStage<T, 3> : GenericStage<T, 2>;
+}
+
+template StageKernel<float> GenericKernel<float>(unsigned radix);
+template StageKernel<double> GenericKernel<double>(unsigned radix);
+
+} // namespace qfft
