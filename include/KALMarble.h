@@ -98,11 +98,11 @@ typedef struct KalPlayParam {
 
 /* The samples of one sound. */
 typedef struct KalBufferParam {
-    const void* data;     /* interleaved by channel; copied, so it may be freed after the call */
-    int32_t sampleBits;   /* 8 (unsigned), 16 (signed) or 32 (float) */
-    int32_t numChannels;  /* 1 or 2 */
-    int32_t numSamples;   /* frames */
-    double samplingRate;  /* Hz */
+    const void* data;    /* interleaved by channel; copied, so it may be freed after the call */
+    int32_t sampleBits;  /* 8 (unsigned), 16 (signed) or 32 (float) */
+    int32_t numChannels; /* 1 or 2 */
+    int32_t numSamples;  /* frames */
+    double samplingRate; /* Hz */
 } KalBufferParam;
 
 /* One sound context, filled by KalInitialize. The order of the entries is part of the binary interface. */

@@ -1,0 +1,142 @@
+#include "Kal/KalEngine.h"
+
+#include "Kal/KalException.h"
+#include "Kal/KalInternals.h"
+#include "Kal/KalVectorKernels.h"
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+namespace kal {
+
+namespace {
+
+// A worker joins for every full eight voices: below that, waking it costs more than it saves.
+constexpr std::size_t kVoicesPerWorker = 8;
+
+EngineParam Checked(const EngineParam& param)
+{
+    param.Validate();
+    if (param.numChannels != 2) throw Exception("Unsupported channel count: %d", param.numChannels);
+    if (param.numThreads > Engine::kMaxThreads) throw Exception("Invalid thread count: %u", param.numThreads);
+    return param;
+}
+
+} // namespace
+
+void EngineParam::Validate() const
+{
+    if (numChannels <= 0) throw Exception("Invalid channel count: %d", numChannels);
+    if (!(samplingRate > 0.0)) throw Exception("Invalid sampling rate: %f", samplingRate);
+}
+
+Engine::Engine(const EngineParam& engineParam)
+    : threadPool(std::make_shared<ThreadPool>(Checked(engineParam).numThreads)),
+      limiter(engineParam.samplingRate),
+      threadLocalBuffers(engineParam.numThreads),
+      param(engineParam)
+{
+}
+
+// A block that another thread is rendering ends before anything is released.
+Engine::~Engine()
+{
+    std::lock_guard lock(mutex);
+}
+
+std::shared_ptr<Channel> Engine::CreateChannel(double delay, std::shared_ptr<const Buffer> buffer,
+                                               const ChannelParam& channelParam)
+{
+    if (!buffer) throw Exception("Buffer is null.");
+    if (delay < 0.0) throw Exception("Delay is negative.");
+    if (std::isnan(delay)) throw Exception("NaN delay.");
+    channelParam.Validate();
+    auto channel = std::make_shared<Channel>(shared_from_this(), delay, std::move(buffer), channelParam);
+
+    std::lock_guard lock(channelListMutex);
+    // Room for the voices that the end of the block puts back, so that rendering need not allocate it.
+    const std::size_t needed = channels.size() + 1 + renderChannels.size();
+    if (channels.capacity() < needed) channels.reserve(2 * needed);
+    channels.push_back(channel);
+    return channel;
+}
+
+void Engine::Prerender()
+{
+    std::lock_guard lock(mutex);
+    {
+        std::lock_guard listLock(channelListMutex);
+        renderChannels.clear();
+        renderChannels.swap(channels);
+        channels.reserve(renderChannels.capacity());
+        for (const auto& channel : renderChannels) channel->Prerender();
+    }
+    renderReverbSettings = reverbSettings;
+}
+
+void Engine::Render(float* out, int numFrames)
+{
+    std::lock_guard lock(mutex);
+    const ScopedFlushToZero flushToZero;
+    const auto n = static_cast<unsigned>(numFrames);
+    try {
+        for (ThreadLocalBuffer& buffer : threadLocalBuffers) buffer.Clear(n);
+    } catch (...) {
+        FinishBlock(0); // no memory for such a block: the voices wait for one that fits
+        throw;
+    }
+    RenderChannels(n);
+    ThreadLocalBuffer& sum = threadLocalBuffers[0];
+    SumBuses(&ThreadLocalBuffer::mix);
+    std::copy(sum.mix.begin(), sum.mix.end(), out);
+    limiter.Process(out, n);
+    for (float* sample = out + 2 * std::size_t{n}; sample != out;) {
+        --sample;
+        *sample = std::clamp(*sample, -1.0f, 1.0f);
+    }
+    FinishBlock(numFrames);
+}
+
+void Engine::RenderChannels(unsigned numFrames)
+{
+    const unsigned numWorkers = std::max(
+        1u, static_cast<unsigned>(std::min<std::size_t>(renderChannels.size() / kVoicesPerWorker, param.numThreads)));
+    threadPool->Run(numWorkers, [&](unsigned w) {
+        for (std::size_t i = w; i < renderChannels.size(); i += numWorkers)
+            renderChannels[i]->RenderBlock(*this, static_cast<int>(numFrames), threadLocalBuffers[w]);
+    });
+}
+
+// Adds the other workers' bus to the first one's, up to four at a time.
+void Engine::SumBuses(AlignedVector ThreadLocalBuffer::*bus)
+{
+    const auto source = [&](std::size_t i) { return (threadLocalBuffers[i].*bus).data(); };
+    float* const sum = source(0);
+    const auto n = static_cast<unsigned>((threadLocalBuffers[0].*bus).size());
+    std::size_t i = 1;
+    for (; i + 4 <= threadLocalBuffers.size(); i += 4)
+        Accumulate(n, sum, source(i), source(i + 1), source(i + 2), source(i + 3));
+    switch (threadLocalBuffers.size() - i) {
+    case 3:
+        Accumulate(n, sum, source(i), source(i + 1), source(i + 2));
+        break;
+    case 2:
+        Accumulate(n, sum, source(i), source(i + 1));
+        break;
+    case 1:
+        Accumulate(n, sum, source(i));
+        break;
+    }
+}
+
+// Voices that play on join the next block behind those created meanwhile.
+void Engine::FinishBlock(int numFrames)
+{
+    std::lock_guard lock(channelListMutex);
+    for (const auto& channel : renderChannels)
+        if (channel->IsPlaying()) channels.push_back(channel);
+    for (const auto& channel : channels) channel->Postrender(numFrames);
+}
+
+} // namespace kal

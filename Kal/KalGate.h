@@ -1,0 +1,43 @@
+#pragma once
+
+#include <condition_variable>
+#include <mutex>
+
+namespace kal {
+
+/// A lock that any thread may open: one thread closes it, another opens it to hand over a turn. Waiting sleeps.
+class Gate {
+public:
+    explicit Gate(bool isOpen) : open(isOpen) {}
+
+    /// [any] Waits until the gate is open and closes it.
+    void Lock()
+    {
+        std::unique_lock lock(mutex);
+        opened.wait(lock, [this] { return open; });
+        open = false;
+    }
+
+    /// [any] Opens the gate and wakes one thread that waits for it.
+    void Unlock()
+    {
+        // Notified with the mutex held: the waiter may destroy the gate as soon as it is through.
+        std::lock_guard lock(mutex);
+        open = true;
+        opened.notify_one();
+    }
+
+    /// [any] Waits until the gate is open and leaves it so.
+    void Pass()
+    {
+        std::unique_lock lock(mutex);
+        opened.wait(lock, [this] { return open; });
+    }
+
+private:
+    std::mutex mutex;
+    std::condition_variable opened;
+    bool open;
+};
+
+} // namespace kal

@@ -1,0 +1,50 @@
+#pragma once
+
+#include "Kal/KalGate.h"
+
+#include <cstddef>
+#include <exception>
+#include <mutex>
+#include <vector>
+
+namespace kalmarble {
+
+/// Hands rendered blocks from the background thread to the host's audio thread, one at a time: a block waits to be read
+/// before the next one is begun. A block whose size is not the one asked for is dropped.
+class BlockRing {
+public:
+    /// The most floats that a block may have.
+    static constexpr std::size_t kMaxFloats = 0x3fffffff;
+
+    /// [background] Waits until no block waits to be read. Returns at once after Close.
+    void WaitForTurn() { consumerGate.Pass(); }
+
+    /// [background] Hands over a block; an empty one is no block.
+    void Write(const std::vector<float>& block);
+
+    /// [background] Hands over the failure to render a block; the next Read throws it.
+    void Fail(std::exception_ptr error);
+
+    /// [audio] Waits for a block of `count` floats and copies it to out; drops blocks of another size. Throws what
+    /// was handed over instead of a block.
+    void Read(float* out, std::size_t count);
+
+    /// [control] Lets a background thread that waits for its turn go on, for the last time.
+    void Close();
+
+private:
+    void HandOver();
+    void TakeTurnBack();
+
+    std::vector<float> ring = std::vector<float>(1024);
+    std::size_t ringReadPos = 0;
+    std::size_t ringCount = 0;
+    std::exception_ptr failure;
+    std::mutex ringMutex; ///< guards all of the above
+
+    // Each is locked by one side and unlocked by the other.
+    kal::Gate producerGate{false}; ///< locked while no block is ready for the reader; only Read waits on it
+    kal::Gate consumerGate{true};  ///< locked while a block waits to be read; only the background thread waits on it
+};
+
+} // namespace kalmarble

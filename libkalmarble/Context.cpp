@@ -1,0 +1,191 @@
+#include "libkalmarble/Context.h"
+
+#include "Kal/KalException.h"
+#include "libkalmarble/Clock.h"
+#include "libkalmarble/LoadControl.h"
+#include "libkalmarble/RoomReverb.h"
+
+#include <algorithm>
+#include <cstdarg>
+#include <cstdio>
+#include <utility>
+
+namespace kalmarble {
+
+namespace {
+
+constexpr double kMaxStartOffset = 10000.0;
+
+kal::EngineParam EngineParamFrom(const InitParam& param)
+{
+    // A negative count is refused by the engine as the huge one that it then is.
+    return {.samplingRate = param.samplingRate,
+            .numChannels = 2,
+            .numThreads = static_cast<std::uint32_t>(param.numThreads),
+            .hrtfData = nullptr,
+            .hrtfDataSize = 0};
+}
+
+} // namespace
+
+Context::Context(const InitParam& initParam)
+    : param(initParam), engineParam(EngineParamFrom(initParam)), currentPolyphonyLimit(initParam.maxPolyphonics)
+{
+    engine = std::make_shared<kal::Engine>(engineParam);
+    roundStartTime = Now();
+    thread = std::thread([this] { RunBackground(); });
+}
+
+Context::~Context()
+{
+    running = false;
+    ring.Close();
+    thread.join();
+    while (!channels.empty()) channels.pop_front();
+}
+
+void Context::RunBackground()
+{
+    while (running) {
+        ring.WaitForTurn();
+        if (!running) break;
+        RenderRound();
+    }
+}
+
+void Context::RenderRound()
+{
+    currentPolyphonyLimit = RaisedPolyphonyLimit(currentPolyphonyLimit, param.maxPolyphonics);
+    const double start = Now();
+    try {
+        {
+            std::lock_guard lock(engineMutex);
+            roundStartTime = Now();
+            engine->Prerender();
+        }
+        const int numFrames = blockFrames;
+        renderScratch.resize(2 * static_cast<std::size_t>(numFrames));
+        engine->Render(renderScratch.data(), numFrames);
+        ring.Write(renderScratch);
+        AdjustLoad(Now() - start, numFrames / param.samplingRate);
+    } catch (...) {
+        ring.Fail(std::current_exception()); // no memory for so long a block, say: the host's Render tells
+    }
+}
+
+void Context::AdjustLoad(double elapsed, double duration)
+{
+    const int count = channelCount;
+    const auto [limit, loadPercent] =
+        AdjustedPolyphonyLimit(elapsed, duration, count, currentPolyphonyLimit, param.maxPolyphonics);
+    currentPolyphonyLimit = limit;
+    if (loadPercent)
+        DebugLog("Auto Load Control Activated: %d poly caused %d%c CPU load. Limited to %d temporally.", count,
+                 *loadPercent, '%', limit);
+}
+
+void Context::Render(float* out, int numFrames)
+{
+    if (numFrames < 0) throw kal::Exception("Frame count is negative.");
+    if (static_cast<std::size_t>(numFrames) > BlockRing::kMaxFloats / 2)
+        throw kal::Exception("Frame count is too large.");
+
+    const double start = Now();
+    blockFrames = numFrames;
+    ring.Read(out, 2 * static_cast<std::size_t>(numFrames));
+    const double elapsed = Now() - start;
+    const double duration = numFrames / param.samplingRate;
+    if (elapsed > 0.2 * duration)
+        DebugLog("Read time exceeded 20%c (%d%c): possibly overload", '%', LoadPercent(elapsed, duration), '%');
+}
+
+kal::ChannelParam Context::UnplacedParam(const PlayParam& param)
+{
+    kal::ChannelParam p;
+    p.speed = param.speed;
+    p.gain = param.volume;
+    p.referenceDistanceSq = param.referenceDistanceSq;
+    return p;
+}
+
+void Context::PlayLocal(const Buffer& buffer, const PlayParam& playParam)
+{
+    std::lock_guard lock(engineMutex);
+    engine->CreateChannel(StartOffset(), buffer.Samples(), UnplacedParam(playParam));
+}
+
+void Context::PlayAbsolute(const Buffer& buffer, const kal::Vector3& origin, const PlayParam& playParam)
+{
+    PlayPositional(buffer, origin, playParam, false);
+}
+
+void Context::PlayRelative(const Buffer& buffer, const kal::Vector3& origin, const PlayParam& playParam)
+{
+    PlayPositional(buffer, origin, playParam, true);
+}
+
+void Context::PlayPositional(const Buffer& buffer, const kal::Vector3& origin, const PlayParam& playParam,
+                             bool isRelative)
+{
+    channels.push_back(std::make_shared<Channel>(shared_from_this(), buffer.Samples(), playParam, origin, isRelative));
+    channelCount = static_cast<int>(channels.size());
+    // Sounds that have ended are only found by an update; a host that plays much between two listener moves needs one.
+    if (std::int64_t{channelCount} > 4 * std::int64_t{param.maxPolyphonics}) Update();
+}
+
+void Context::Respatialize(const kal::Vector3& eye, const kal::Vector3& front, const kal::Vector3& up,
+                           const ReverbParam& reverb)
+{
+    listener.Place(eye, front, up);
+    reverbParam = reverb;
+    {
+        std::lock_guard lock(engineMutex);
+        LimitPolyphonics(StartOffset());
+        engine->reverbSettings = RoomReverb(reverb);
+    }
+    Update();
+}
+
+// A sound that cannot be brought up to date leaves all as they were: the new queue replaces the old one at the end.
+void Context::Update()
+{
+    std::deque<std::shared_ptr<Channel>> kept;
+    for (const auto& channel : channels)
+        if (channel->Update()) kept.push_back(channel);
+    channels.swap(kept);
+    channelCount = static_cast<int>(channels.size());
+}
+
+void Context::LimitPolyphonics(double time)
+{
+    const int limit = std::min<int>(currentPolyphonyLimit, param.maxPolyphonics);
+    while (!channels.empty() && std::int64_t(channels.size()) > limit) {
+        channels.front()->Terminate(time);
+        channels.pop_front();
+    }
+    channelCount = static_cast<int>(channels.size());
+}
+
+double Context::StartOffset() const
+{
+    return std::clamp((Now() - roundStartTime) * param.samplingRate, 0.0, kMaxStartOffset);
+}
+
+void Context::QueryOcclusion(const kal::Vector3& position, float& lowpassCoef) const
+{
+    const KalVector3 world{position.x, position.y, position.z};
+    param.occlusionQuery(&world, &lowpassCoef, param.occlusionQueryUserData);
+}
+
+void Context::DebugLog(const char* format, ...) const
+{
+    if (!param.debugLog) return;
+    char message[2048];
+    va_list arguments;
+    va_start(arguments, format);
+    std::vsnprintf(message, sizeof message, format, arguments);
+    va_end(arguments);
+    param.debugLog(message, param.debugLogUserData);
+}
+
+} // namespace kalmarble
