@@ -20,6 +20,7 @@ EngineParam Checked(const EngineParam& param)
     param.Validate();
     if (param.numChannels != 2) throw Exception("Unsupported channel count: %d", param.numChannels);
     if (param.numThreads > Engine::kMaxThreads) throw Exception("Invalid thread count: %u", param.numThreads);
+    if (!SendNetwork::CanServe(param.samplingRate)) throw Exception("Invalid sampling rate: %f", param.samplingRate);
     return param;
 }
 
@@ -34,6 +35,9 @@ void EngineParam::Validate() const
 Engine::Engine(const EngineParam& engineParam)
     : threadPool(std::make_shared<ThreadPool>(Checked(engineParam).numThreads)),
       limiter(engineParam.samplingRate),
+      sendNetwork(engineParam.samplingRate),
+      equalizer(engineParam.samplingRate),
+      lowBand(engineParam.samplingRate),
       threadLocalBuffers(engineParam.numThreads),
       param(engineParam)
 {
@@ -88,7 +92,13 @@ void Engine::Render(float* out, int numFrames)
     }
     RenderChannels(n);
     ThreadLocalBuffer& sum = threadLocalBuffers[0];
+    SumBuses(&ThreadLocalBuffer::reverbSend);
+    SumBuses(&ThreadLocalBuffer::lowSend);
+    sendNetwork.Render(n, renderReverbSettings, sum.reverbSend.data(), sum.lowSend.data(), sum.mix.data());
+    lowBand.Render(n, sum.lowSend.data(), sum.mix.data());
     SumBuses(&ThreadLocalBuffer::mix);
+    SumBuses(&ThreadLocalBuffer::spatialOut);
+    equalizer.Render(n, sum.spatialOut.data(), sum.mix.data());
     std::copy(sum.mix.begin(), sum.mix.end(), out);
     limiter.Process(out, n);
     for (float* sample = out + 2 * std::size_t{n}; sample != out;) {

@@ -3,7 +3,10 @@
 #include "Kal/KalChannel.h"
 #include "Kal/KalChannelParam.h"
 #include "Kal/KalCompressor.h"
+#include "Kal/KalEqualizer.h"
+#include "Kal/KalLowBand.h"
 #include "Kal/KalReverbSetting.h"
+#include "Kal/KalSendNetwork.h"
 #include "Kal/KalThreadLocalBuffer.h"
 #include "Kal/KalThreadPool.h"
 #include "Kal/KalTypes.h"
@@ -37,7 +40,7 @@ public:
 
     /// [control] Builds everything a block needs and starts the workers.
     /// Throws what EngineParam::Validate throws, "Unsupported channel count: %d" unless 2, "Invalid thread count: %u"
-    /// beyond kMaxThreads.
+    /// beyond kMaxThreads, "Invalid sampling rate: %f" for a rate that the reverbs cannot serve.
     explicit Engine(const EngineParam& param);
 
     /// [control] Waits for a block that is being rendered and releases everything. No other call may follow.
@@ -80,6 +83,9 @@ private:
     std::mutex mutex; ///< held for the whole of Prerender and of Render
     std::shared_ptr<ThreadPool> threadPool;
     Compressor limiter;
+    SendNetwork sendNetwork;
+    Equalizer equalizer;
+    LowBand lowBand;
     std::vector<std::shared_ptr<Channel>> channels;       ///< of the next block; guarded by channelListMutex
     std::mutex channelListMutex;                          ///< guards channels and every voice's scheduled changes
     std::vector<std::shared_ptr<Channel>> renderChannels; ///< of this block; resized under channelListMutex

@@ -4,12 +4,12 @@
 
 namespace kal {
 
-/// What the host sets of one reverb.
+/// How one of the three reverbs sounds.
 struct ReverbSetting {
-    float level;    ///< linear output gain
-    float size;     ///< length of the shortest line, seconds
-    float rt60;     ///< time in which the tail falls by 60 dB, seconds
-    float preDelay; ///< seconds
+    float level = 0.0f;    ///< linear output gain
+    float size = 0.0f;     ///< s, length of the shortest line
+    float rt60 = 0.0f;     ///< s, time for the tail to fall by 60 dB
+    float preDelay = 0.0f; ///< s, 0 ... 1
 };
 
 /// Of the short, the middle and the long reverb.

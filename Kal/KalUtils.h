@@ -1,0 +1,97 @@
+#pragma once
+
+#include <array>
+#include <cmath>
+
+namespace kal {
+
+/// Second-order filter, y[n] = b0 x[n] + b1 x[n-1] + b2 x[n-2] + c1 y[n-1] + c2 y[n-2]: the coefficients and their
+/// designs (cookbook forms, bilinear transform). Passes its input through until it is designed.
+///
+/// All designs are [control]: they change the coefficients between two samples, without a ramp; `samplingRate` and
+/// `frequency` are in Hz and `frequency` lies below half the rate, or the filter may be unstable; `gain` is linear and
+/// positive, `q` is positive. Arithmetic is in double and each coefficient is rounded once, because an all-float design
+/// of a low frequency is out by as much as -72 dB.
+class BiquadFilter {
+public:
+    /// Called after every design: a filter that keeps its coefficients in a second layout brings it up to date.
+    virtual void Prepare() = 0;
+
+    /// Bell of the given gain at `frequency`, 0 dB far from it.
+    void PeakingEQ(float samplingRate, float frequency, float gain, float q);
+
+    /// 0 dB at `frequency`, falling on both sides.
+    void BandpassFilter(float samplingRate, float frequency, float q);
+
+    /// The given gain far above `frequency`, 0 dB far below it, half of its decibels at it.
+    void HighShelf(float samplingRate, float frequency, float gain, float q);
+
+protected:
+    ~BiquadFilter() = default;
+
+    /// One channel's past: the inputs and outputs of the last two frames.
+    struct State {
+        float x1 = 0.0f, x2 = 0.0f, y1 = 0.0f, y2 = 0.0f;
+
+        float Level() const { return std::fabs(x1) + std::fabs(x2) + std::fabs(y1) + std::fabs(y2); }
+    };
+
+    /// One frame of one channel. The sum is taken in double and rounded once: in float, the rounding noise of a low
+    /// band is 10 dB louder.
+    float Process(State& state, float x) const
+    {
+        const double y = double{b0} * x + double{b1} * state.x1 + double{b2} * state.x2 + double{c1} * state.y1 +
+                         double{c2} * state.y2;
+        state = {x, state.x1, static_cast<float>(y), state.y1};
+        return state.y1;
+    }
+
+    float b0 = 1.0f, b1 = 0.0f, b2 = 0.0f; ///< weights of x[n], x[n-1], x[n-2]
+    float c1 = 0.0f, c2 = 0.0f;            ///< weights of y[n-1], y[n-2]
+
+private:
+    struct Prototype;
+    void Store(const Prototype& prototype);
+};
+
+/// A biquad of one channel. One thread at a time.
+class SingleBiquadFilter final : public BiquadFilter {
+public:
+    void Prepare() override {}
+
+    /// [render] Filters one sample.
+    float ProcessSample(float x) { return Process(state, x); }
+
+    /// [render] Forgets past input; the design stays.
+    void Mute() { state = {}; }
+
+    /// [render] The sum of the magnitudes of the last two inputs and outputs.
+    float Level() const { return state.Level(); }
+
+private:
+    State state;
+};
+
+/// Two channels through the same biquad. One thread at a time.
+class DualBiquadFilter final : public BiquadFilter {
+public:
+    void Prepare() override {}
+
+    /// [render] Filters one frame in place.
+    void ProcessSample(float& left, float& right)
+    {
+        left = Process(states[0], left);
+        right = Process(states[1], right);
+    }
+
+    /// [render] Forgets past input; the design stays.
+    void Mute() { states = {}; }
+
+    /// [render] The sum of the magnitudes of the last two inputs and outputs of both channels.
+    float Level() const { return states[0].Level() + states[1].Level(); }
+
+private:
+    std::array<State, 2> states; ///< left, right
+};
+
+} // namespace kal

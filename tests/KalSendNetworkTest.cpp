@@ -1,0 +1,205 @@
+#include "Kal/KalSendNetwork.h"
+
+#include "Kal/KalInternals.h"
+#include "Kal/KalKernels.h"
+#include "tests/support/Measure.h"
+#include "tests/support/SendNetworkModel.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+namespace kal::test {
+namespace {
+
+using Settings = ReverbSettings;
+
+constexpr Settings kRoom = kDefaultReverbSettings;
+
+/// What the network adds to silent buses, rendered in blocks whose lengths are repeated in turn.
+struct Wet {
+    std::vector<float> mix, lowSend;
+};
+
+Wet Rendered(SendNetwork& network, const Settings& settings, const std::vector<float>& send,
+             std::initializer_list<unsigned> blocks = {512})
+{
+    const ScopedFlushToZero flushToZero;
+    Wet wet{std::vector<float>(2 * send.size()), std::vector<float>(send.size())};
+    auto block = blocks.begin();
+    for (std::size_t done = 0; done < send.size();) {
+        const auto n = static_cast<unsigned>(std::min<std::size_t>(*block, send.size() - done));
+        network.Render(n, settings, send.data() + done, wet.lowSend.data() + done, wet.mix.data() + 2 * done);
+        done += n;
+        if (++block == blocks.end()) block = blocks.begin();
+    }
+    return wet;
+}
+
+float PeakOf(const std::vector<float>& x, std::size_t from, std::size_t to)
+{
+    return internals::Peak(to - from, x.data() + from);
+}
+
+/// A burst of noise, then silence.
+std::vector<float> Burst(std::size_t frames, std::size_t silence)
+{
+    auto burst = Noise(frames, 7);
+    burst.resize(frames + silence);
+    return burst;
+}
+
+TEST(SendNetwork, FollowsItsModel)
+{
+    struct Case {
+        double rate;
+        Settings settings;
+    };
+    const Case cases[] = {
+        {48000, {{{0.3f, 0.001f, 0.1f, 0}, {0.2f, 0.013f, 1.0f, 0}, {0.17f, 0.036f, 3.0f, 0}}}},
+        {44100, {{{0.1f, 0.001f, 0.1f, 0}, {0.2f, 0.013f, 2.4f, 0}, {0.2f, 0.036f, 8.0f, 0}}}},
+        {44100, {{{0.1f, 0.001f, 0.1f, 0.011f}, {0.2f, 0.013f, 0.36f, 0.02f}, {0.2f, 0.036f, 1.2f, 0.03f}}}},
+        {4000, {{{0.25f, 0.001f, 0.1f, 0}, {0.5f, 0.013f, 4.5f, 0}, {0.5f, 0.036f, 15.0f, 0}}}},
+        {16000, {{{0.25f, 0.001f, 0.1f, 0}, {0.5f, 0.013f, 0.36f, 0}, {0.5f, 0.036f, 1.2f, 0}}}},
+        {192000, {{{0.25f, 0.001f, 0.1f, 0}, {0.5f, 0.013f, 0.36f, 0}, {0.5f, 0.036f, 1.2f, 0}}}}};
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.rate);
+        const auto send = Burst(5000, 25000);
+        SendNetworkModel model(c.rate, c.settings);
+        std::vector<double> stereo, left;
+        for (float x : send) {
+            const auto frame = model.ProcessSample(x);
+            stereo.insert(stereo.end(), {frame.left, frame.right});
+            left.push_back(frame.left);
+        }
+        SendNetwork network(c.rate);
+        const Wet wet = Rendered(network, c.settings, send, {512, 1, 441, 1000});
+        EXPECT_GT(SignalToErrorDb(wet.mix, stereo), 100.0);
+        EXPECT_GT(SignalToErrorDb(wet.lowSend, left), 100.0);
+    }
+}
+
+TEST(SendNetwork, GivesTheSameForEveryRowAndDivision)
+{
+    const auto send = Burst(3000, 20000);
+    const kernels::Row& before = kernels::SelectedRow();
+    SendNetwork reference(48000);
+    const Wet expected = Rendered(reference, kRoom, send);
+    for (const kernels::Row* row : kernels::UsableRows()) {
+        SCOPED_TRACE(row->name);
+        kernels::SelectRow(*row);
+        SendNetwork network(48000);
+        const Wet actual = Rendered(network, kRoom, send, {1, 64, 441, 0, 1000, 3, 257});
+        EXPECT_EQ(actual.mix, expected.mix);
+        EXPECT_EQ(actual.lowSend, expected.lowSend);
+    }
+    kernels::SelectRow(before);
+}
+
+// Adds to what the buses hold, and follows a new level by a tenth of the distance a frame.
+TEST(SendNetwork, AddsToItsBusesAndGlidesToNewLevels)
+{
+    const auto send = Noise(4096, 7);
+    Settings quiet = {{{0, 0.001f, 0.1f, 0}, {0, 0.013f, 1, 0}, {0, 0.036f, 3, 0}}};
+    SendNetwork network(48000), reference(48000);
+    EXPECT_EQ(PeakOf(Rendered(network, quiet, send).mix, 0, 8192), 0.0f);
+    Rendered(reference, kRoom, send);
+    const Wet full = Rendered(reference, kRoom, send);
+    std::vector<float> low(64, 1.0f), mix(128, 1.0f);
+    network.Render(64, kRoom, send.data(), low.data(), mix.data());
+    for (std::size_t i = 0; i < 64; ++i) {
+        const double gain = 1.0 - std::pow(0.9, static_cast<double>(i));
+        ASSERT_NEAR(mix[2 * i] - 1.0, gain * full.mix[2 * i], 1e-5);
+        ASSERT_NEAR(low[i] - 1.0, gain * full.lowSend[i], 1e-5);
+    }
+}
+
+// The tail of the longest room that a host can ask for, down to exact silence. Then the network sleeps, and wakes as if
+// it were new.
+TEST(SendNetwork, FallsSilentAndWakesUnchanged)
+{
+    Settings room = {{{0.25f, 0.001f, 0.1f, 0}, {0.5f, 0.013f, 0.36f, 0}, {0.5f, 0.036f, 1.2f, 0}}};
+    SendNetwork used(8000), fresh(8000);
+    Rendered(fresh, room, std::vector<float>(1000));
+    const auto tail = Rendered(used, room, Burst(8000, 8000 * 25)).mix;
+    EXPECT_GT(PeakOf(tail, 16000 * 2, 16000 * 3), 1e-6f);
+    EXPECT_EQ(PeakOf(tail, tail.size() - 8000, tail.size()), 0.0f);
+    const auto send = Burst(100, 10000);
+    EXPECT_GT(SignalToErrorDb(Rendered(used, room, send).mix, Rendered(fresh, room, send).mix), 100.0);
+}
+
+// Bad samples count as 0, wherever they stand.
+TEST(SendNetwork, KeepsBadSamplesOut)
+{
+    for (const float bad : {NAN, INFINITY, -INFINITY, 3e38f}) {
+        SCOPED_TRACE(bad);
+        auto send = Burst(2000, 4000);
+        for (std::size_t i = 0; i < 1500; i += 100) send[i] = 0.0f;
+        SendNetwork clean(48000), hurt(48000);
+        const auto expected = Rendered(clean, kRoom, send).mix;
+        for (std::size_t i = 0; i < 1500; i += 100) send[i] = bad;
+        EXPECT_EQ(Rendered(hurt, kRoom, send).mix, expected);
+    }
+}
+
+// Nothing that a setting can hold ends the process, reaches the mix as something other than a number, or stays behind.
+TEST(SendNetwork, SurvivesAnySetting)
+{
+    const auto send = Noise(2000, 7);
+    for (const double rate : {4000.0, 4000.5, 48000.0})
+        for (const float bad : {NAN, INFINITY, -INFINITY, -1.0f, 1e9f}) {
+            SCOPED_TRACE(testing::Message() << rate << " Hz, " << bad);
+            SendNetwork network(rate);
+            Settings settings = {{{bad, 0.001f, bad, bad}, {bad, 0.013f, bad, bad}, {bad, 0.036f, bad, bad}}};
+            EXPECT_TRUE(std::isfinite(PeakOf(Rendered(network, settings, send).mix, 0, 4000)));
+            SendNetwork fresh(rate);
+            Rendered(network, kRoom, std::vector<float>(static_cast<std::size_t>(rate) * 40));
+            const auto actual = Rendered(network, kRoom, send).mix, expected = Rendered(fresh, kRoom, send).mix;
+            EXPECT_GT(SignalToErrorDb(std::vector(actual.begin() + 400, actual.end()),
+                                      std::vector(expected.begin() + 400, expected.end())),
+                      100.0);
+        }
+}
+
+TEST(SendNetwork, ServesEveryRateWhoseLongestLineFits)
+{
+    for (const double rate : {-1.0, 0.0, 1000.0, 3999.9, 325000.0, 1e9, 1e300, double(INFINITY), double(NAN)})
+        EXPECT_FALSE(SendNetwork::CanServe(rate)) << rate;
+    for (const double rate : {4000.0, 8000.0, 11025.5, 96000.0, 192000.0, 310000.0})
+        EXPECT_TRUE(SendNetwork::CanServe(rate)) << rate;
+    // Whatever it accepts it can build and run, up to the very last; a thinned-out walk over the whole range.
+    double highest = 310000.0;
+    while (SendNetwork::CanServe(highest + 1.0)) highest += 1.0;
+    for (double rate = 4000.0; rate < highest; rate *= 1.9) {
+        SendNetwork network(rate);
+        Settings latest = {{{0.5f, 0.001f, 0.1f, 1.0f}, {0.5f, 0.013f, 0.36f, 0.5f}, {0.5f, 0.036f, 15.0f, 0.0f}}};
+        EXPECT_GT(PeakOf(Rendered(network, latest, Noise(40000, 1)).mix, 0, 80000), 0.0f) << rate;
+    }
+    SendNetwork last(highest);
+    EXPECT_GT(PeakOf(Rendered(last, kRoom, Noise(40000, 1)).mix, 0, 80000), 0.0f) << highest;
+}
+
+TEST(ScopedFlushToZero, ReplacesTheCallersStateForItsLifetime)
+{
+    const unsigned before = _mm_getcsr(), odd = 0x1f80u | 0x6000u; // rounds toward zero, keeps denormals
+    _mm_setcsr(odd);
+    volatile float tiny = 1e-38f, third = 1.0f / 3.0f, denormal = 1e-40f;
+    float flushed, rounded, read;
+    {
+        const ScopedFlushToZero flushToZero;
+        flushed = tiny * third;
+        rounded = 1.0f - third * 1e-8f;
+        read = denormal + 0.0f;
+    }
+    const float kept = tiny * third;
+    const unsigned after = _mm_getcsr();
+    _mm_setcsr(before);
+    EXPECT_EQ(flushed, 0.0f);
+    EXPECT_EQ(read, 0.0f);
+    EXPECT_EQ(rounded, 1.0f);
+    EXPECT_GT(kept, 0.0f);
+    EXPECT_EQ(after & ~0x3fu, odd); // the lowest six bits note what happened
+}
+
+} // namespace
+} // namespace kal::test
