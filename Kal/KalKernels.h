@@ -22,7 +22,26 @@ struct Row {
     /// Advances a reverb's network; `in` is its input. numFrames is a multiple of numLanes and no line is shorter than
     /// numLanes.
     void (*advanceNetwork)(NetworkRun& run, int numFrames, const float* in);
+
+    /// Reads one channel of samples between frames, by linear interpolation at x, x + step, x + 2 step, ..., one
+    /// function for each sample format. numFrames is a multiple of numLanes; x >= 0; 0 < step <= kMaxStep; every frame
+    /// up to that of the last position and kResampleMargin more lies within the data.
+    void (*resample[3])(const void* samples, double x, double step, int numFrames, float* out);
+
+    /// y[n] = y[n-1] + coef (x[n] - y[n-1]) in place; *state is y before the first frame and after the last.
+    void (*lowpass)(float* frames, int numFrames, float coef, float* state);
+
+    /// to[n] += g[n] from[n] and to[n] = g[n] from[n], with a gain that starts at *gain, comes a tenth nearer to the
+    /// target with each frame and is left in *gain.
+    void (*addRamped)(float* to, const float* from, int numFrames, float* gain, float target);
+    void (*scaleRamped)(float* to, const float* from, int numFrames, float* gain, float target);
 };
+
+/// The widest step of resample, frames: beyond it, float lanes would place the frames of a group too coarsely.
+inline constexpr double kMaxStep = 8.0;
+
+/// Frames past the last position's own that resample may touch.
+inline constexpr int kResampleMargin = 10;
 
 /// [any] The rows that this processor can run, the slowest first.
 std::vector<const Row*> UsableRows();

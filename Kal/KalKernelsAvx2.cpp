@@ -1,8 +1,15 @@
 #include "Kal/KalKernelRows.h"
 #include "Kal/KalReverbKernel.h"
+#include "Kal/KalVoiceKernel.h"
 
 namespace kal::kernels {
 
-constexpr Row kAvx2Row{"AVX2", kNumLanes<Float8>, AdvanceNetwork<Float8>};
+constexpr Row kAvx2Row{"AVX2",
+                       kNumLanes<Float8>,
+                       AdvanceNetwork<Float8>,
+                       {Resample<Float8, std::uint8_t>, Resample<Float8, std::int16_t>, Resample<Float8, float>},
+                       Lowpass<Float8>,
+                       AddRamped<Float8>,
+                       ScaleRamped<Float8>};
 
 } // namespace kal::kernels

@@ -1,8 +1,15 @@
 #include "Kal/KalKernelRows.h"
 #include "Kal/KalReverbKernel.h"
+#include "Kal/KalVoiceKernel.h"
 
 namespace kal::kernels {
 
-constexpr Row kSse2Row{"SSE2", kNumLanes<Float4>, AdvanceNetwork<Float4>};
+constexpr Row kSse2Row{"SSE2",
+                       kNumLanes<Float4>,
+                       AdvanceNetwork<Float4>,
+                       {Resample<Float4, std::uint8_t>, Resample<Float4, std::int16_t>, Resample<Float4, float>},
+                       Lowpass<Float4>,
+                       AddRamped<Float4>,
+                       ScaleRamped<Float4>};
 
 } // namespace kal::kernels
