@@ -21,19 +21,22 @@
 
 typedef struct KalLibrary {
     void* handle;                     /* null when the file could not be loaded */
-    KalInitializeFunction initialize; /* null when the file is not this library */
+    KalInitializeFunction initialize; /* null when the file could not be loaded or is not this library */
+    const char* error;                /* why initialize is null */
 } KalLibrary;
 
-/* Loads the file at `path`. Check `initialize`: it is null on failure. */
+/* Loads the file at `path`. */
 static inline KalLibrary kalOpenLibrary(const char* path)
 {
-    KalLibrary library = {NULL, NULL};
+    KalLibrary library = {NULL, NULL, NULL};
 #ifdef _WIN32
     HMODULE handle = LoadLibraryA(path);
     FARPROC symbol = handle ? GetProcAddress(handle, "KalInitialize") : NULL;
+    if (!symbol) library.error = handle ? "KalInitialize is not there" : "the file is not there or not a 32-bit DLL";
 #else
     void* handle = dlopen(path, RTLD_NOW | RTLD_LOCAL);
     void* symbol = handle ? dlsym(handle, "KalInitialize") : NULL;
+    if (!symbol) library.error = dlerror();
 #endif
     library.handle = (void*)handle;
     /* A copy of the bytes, for neither language converts these pointers to the function's type without complaint. */

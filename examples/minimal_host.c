@@ -33,7 +33,7 @@ int main(int argc, char** argv)
     int i, block;
 
     if (!library.initialize) {
-        fputs("Give the path of the library as the argument.\n", stderr);
+        fprintf(stderr, "The library cannot be loaded: %s\n", library.error);
         return 1;
     }
     error = library.initialize(1, KAL_INTERFACE_VERSION, &kal);

@@ -126,7 +126,7 @@ static inline int RunHost(const char* path, void (*cases)(void))
 {
     library = kalOpenLibrary(path);
     if (!library.initialize) {
-        puts("The library cannot be loaded; its path is the argument.");
+        printf("The library cannot be loaded: %s\n", library.error);
         return 1;
     }
     CHECK(IsLoaded(path));

@@ -152,7 +152,7 @@ void WriteAzimuths(std::ofstream& out, const std::map<std::string, Sound>& sound
 void Run(const std::string& path, const std::string& folder, const std::string& outPath, const scene::Room& room)
 {
     const KalLibrary library = kalOpenLibrary(path.c_str());
-    if (!library.initialize) throw std::runtime_error("cannot load " + path);
+    if (!library.initialize) throw std::runtime_error(std::string("cannot load the library: ") + library.error);
     KalContext kal;
     if (const char* error = library.initialize(1, KAL_INTERFACE_VERSION, &kal)) throw std::runtime_error(error);
     const KalInitParam parameters = {scene::kSamplingRate, NoWalls, nullptr, 2, 32, nullptr, nullptr};
