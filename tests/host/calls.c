@@ -333,12 +333,24 @@ static void KAL_CALL AskWall(const KalVector3* position, float* result, void* us
     *result = wall->answer;
 }
 
+/* White noise, so that every direction colours it much alike. */
+static KalBuffer* NoiseSound(const KalContext* kal, int frames)
+{
+    static float noise[48000];
+    const KalBufferParam samples = {noise, 32, 1, frames, 48000};
+    uint32_t random = 1;
+    int i;
+    for (i = 0; i < frames; ++i) {
+        random = random * 1664525u + 1013904223u;
+        noise[i] = (float)(random >> 16) / 65536.0f - 0.5f;
+    }
+    return kal->createBuffer(kal->priv, &samples);
+}
+
 /* White noise beside the head is some 14 dB louder in the near ear; 6 dB leave room for the equaliser. */
 static void PlacesSoundsAroundTheListener(void)
 {
     static const KalVector3 eye = {10, 20, 30}, besideTheEye = {12, 20, 30}, behind = {0, 0, 1};
-    static float noise[4800];
-    const KalBufferParam samples = {noise, 32, 1, 4800, 48000};
     const struct {
         int relative, turned;
         float occlusion;
@@ -352,17 +364,11 @@ static void PlacesSoundsAroundTheListener(void)
     KalInitParam parameters = Parameters(48000);
     KalContext kal;
     KalBuffer* sound;
-    unsigned random = 1;
     size_t c;
-    int i;
-    for (i = 0; i < 4800; ++i) {
-        random = random * 1664525u + 1013904223u;
-        noise[i] = (float)(random >> 16) / 65536.0f - 0.5f;
-    }
     parameters.occlusionQuery = AskWall;
     parameters.occlusionQueryUserData = &wall;
     kal = Started(&parameters);
-    sound = kal.createBuffer(kal.priv, &samples);
+    sound = NoiseSound(&kal, 4800);
     for (c = 0; c < sizeof cases / sizeof *cases; ++c) {
         const int louder = cases[c].louder;
         Heard heard;
@@ -382,6 +388,27 @@ static void PlacesSoundsAroundTheListener(void)
     kal.playAbsolute(kal.priv, sound, &besideTheEye, &kPlain);
     CHECK(Listen(&kal, kBlocksToStart + 20).peak < 1e-4f);
     CHECK_TEXT(kal.checkError(kal.priv), NULL);
+    kal.freeBuffer(kal.priv, sound);
+    kal.destroy(kal.priv);
+}
+
+static void StopsTheOldestSoundsBeyondTheLimit(void)
+{
+    static const KalVector3 onTheLeft = {-2, 0, 0};
+    KalInitParam parameters = Parameters(48000);
+    KalContext kal;
+    KalBuffer* sound;
+    Heard heard;
+    parameters.maxPolyphonics = 1;
+    kal = Started(&parameters);
+    sound = NoiseSound(&kal, 48000);
+    kal.playRelative(kal.priv, sound, &onTheLeft, &kPlain);
+    kal.playRelative(kal.priv, sound, &onTheLeft, &kPlain);
+    kal.playRelative(kal.priv, sound, &kOnTheRight, &kPlain);
+    kal.respatialize(kal.priv, &kOrigin, &kAhead, &kUp, &kNoRoom);
+    Listen(&kal, kBlocksToStart);
+    heard = Listen(&kal, 20);
+    CHECK(heard.energy[1] > 4 * heard.energy[0]);
     kal.freeBuffer(kal.priv, sound);
     kal.destroy(kal.priv);
 }
@@ -421,6 +448,7 @@ static void Cases(void)
     RUN(ReplacesTheRunningContext);
     RUN(RendersBlocksOfEverySize);
     RUN(PlacesSoundsAroundTheListener);
+    RUN(StopsTheOldestSoundsBeyondTheLimit);
     RUN(ReportsLateBlocks);
 }
 
