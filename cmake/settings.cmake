@@ -19,5 +19,7 @@ endif()
 if(KAL_SANITIZE)
     target_compile_options(kal_settings INTERFACE
         -fsanitize=${KAL_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer -g)
-    target_link_options(kal_settings INTERFACE -fsanitize=${KAL_SANITIZE})
+    # A host in C carries the sanitizers' run-time for the C++ library that it loads.
+    target_link_options(kal_settings INTERFACE -fsanitize=${KAL_SANITIZE} -fsanitize-link-c++-runtime)
+    target_link_libraries(kal_settings INTERFACE stdc++)
 endif()

@@ -1,33 +1,40 @@
 #!/bin/sh
-# Installs what building, testing and the demo need on Debian 12. Run by the Makefile; does nothing when all is there.
-# As an ordinary user it goes through sudo.
+# Installs what building, testing and the demo need on Debian 12. Run by the Makefile; says nothing and does nothing when
+# all is there. As an ordinary user it goes through sudo.
 set -eu
 
-packages="ca-certificates g++ clang clang-format clang-tidy libclang-rt-14-dev cmake ninja-build git \
+packages="ca-certificates g++ clang clang-format-14 clang-tidy-14 libclang-rt-14-dev cmake ninja-build git \
 g++-mingw-w64-i686-posix googletest libgtest-dev libgmock-dev libbenchmark-dev libsndfile1-dev libfftw3-dev \
 libopenal-dev gnuplot-nox alsa-utils"
 
-as_root() { if [ "$(id -u)" -eq 0 ]; then "$@"; else sudo "$@"; fi; }
+log=$(mktemp)
+trap 'rm -f "$log"' EXIT
+
+fail() {
+    cat "$log" >&2
+    echo "setup: $1" >&2
+    exit 1
+}
 
 installed() { dpkg-query -W -f '${db:Status-Status}\n' "$1" 2>/dev/null | grep -qx installed; }
 
-install_packages() {
-    missing=""
-    for package in $packages; do installed "$package" || missing="$missing $package"; done
-    [ -n "$missing" ] || return 0
-    echo "setup: installing$missing"
-    # A source that this project does not need may fail to refresh; the install below is what decides.
-    as_root apt-get -qq update || true
-    # shellcheck disable=SC2086 # a list of words on purpose
-    as_root env DEBIAN_FRONTEND=noninteractive apt-get -qq -y --no-install-recommends install $missing
+as_root() {
+    if [ "$(id -u)" -eq 0 ]; then "$@"; else sudo "$@"; fi
 }
 
-# The i386 index of the security suite is at times out of step with its amd64 one, which leaves wine32 without a
-# matching libc. Then the packages come from the main suite alone, through a configuration that touches no system file.
+# apt ARGUMENTS...: apt-get that asks nothing and writes to the log.
+apt() {
+    as_root env DEBIAN_FRONTEND=noninteractive apt-get -q -y -o Acquire::Retries=3 -o DPkg::Lock::Timeout=120 \
+        --no-install-recommends "$@" >>"$log" 2>&1
+}
+
+# When a mirror is being renewed, the i386 index of the security suite can be out of step with the amd64 one, which
+# leaves 32-bit Wine without matching libraries. The main suite alone is then consistent; it is read through a
+# configuration of its own that touches no system file.
 install_wine_from_main_suite() {
     scratch=$(mktemp -d)
-    mkdir -p "$scratch/sources" "$scratch/lists/partial"
-    cat >"$scratch/sources/main.sources" <<SOURCES
+    mkdir -p "$scratch/lists/partial"
+    cat >"$scratch/main.sources" <<SOURCES
 Types: deb
 URIs: http://deb.debian.org/debian
 Suites: bookworm bookworm-updates
@@ -35,21 +42,28 @@ Components: main
 Signed-By: /usr/share/keyrings/debian-archive-keyring.gpg
 SOURCES
     chmod -R a+rX "$scratch"
-    options="-o Dir::Etc::sourcelist=/dev/null -o Dir::Etc::sourceparts=$scratch/sources -o Dir::State::Lists=$scratch/lists"
-    # shellcheck disable=SC2086
-    as_root apt-get -qq $options update
-    # shellcheck disable=SC2086
-    as_root env DEBIAN_FRONTEND=noninteractive apt-get -qq -y --no-install-recommends --allow-downgrades $options install wine wine32:i386
+    echo "setup: the security suite is out of step; installing Wine's libraries from the main suite"
+    set -- -o Dir::Etc::sourcelist="$scratch/main.sources" -o Dir::Etc::sourceparts=/dev/null \
+        -o Dir::State::Lists="$scratch/lists"
+    { apt "$@" update && apt "$@" --allow-downgrades install wine wine32:i386; } || fail "Wine cannot be installed"
     as_root rm -rf "$scratch"
 }
 
-install_wine() {
-    installed wine32:i386 && command -v wine >/dev/null && return 0
-    echo "setup: installing Wine for 32-bit programs"
-    as_root dpkg --add-architecture i386
-    { as_root apt-get -qq update && as_root env DEBIAN_FRONTEND=noninteractive \
-        apt-get -qq -y --no-install-recommends install wine wine32:i386; } || install_wine_from_main_suite
-}
+missing=""
+for package in $packages; do installed "$package" || missing="$missing $package"; done
+wine=""
+installed wine && installed wine32:i386 || wine="wine wine32:i386"
+[ -n "$missing$wine" ] || exit 0
 
-install_packages
-install_wine
+command -v apt-get >/dev/null || fail "no apt-get here; please install by hand:$missing $wine"
+[ "$(id -u)" -eq 0 ] || command -v sudo >/dev/null || fail "please run tools/setup.sh as root, or install sudo"
+echo "setup: installing$missing $wine, which takes some minutes"
+
+# A source that nothing here comes from may fail to refresh: the installation is what decides.
+[ -z "$wine" ] || as_root dpkg --add-architecture i386
+apt update || true
+# shellcheck disable=SC2086 # a list of words on purpose
+[ -z "$missing" ] || apt install $missing || fail "the packages above cannot be installed"
+# shellcheck disable=SC2086
+[ -z "$wine" ] || apt install $wine || install_wine_from_main_suite
+echo "setup: done"

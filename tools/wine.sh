@@ -1,8 +1,13 @@
 #!/bin/sh
-# Runs a 32-bit Windows program under Wine, with a prefix of the build's own and without Wine's diagnostics.
+# Runs a 32-bit Windows program under Wine, in a prefix of the build's own and without Wine's diagnostics.
 set -eu
 command -v wine >/dev/null || { echo "wine.sh: Wine is not installed; tools/setup.sh installs it" >&2; exit 1; }
 here=$(cd "$(dirname "$0")/.." && pwd)
 export WINEDEBUG=-all WINEARCH=win32 WINEPREFIX="${KAL_WINEPREFIX:-$here/build/wine}"
+export WINEDLLOVERRIDES="mscoree,mshtml,winemenubuilder.exe="
 mkdir -p "$WINEPREFIX"
+# The first start makes the prefix, which takes seconds; programs that are started meanwhile wait for it.
+[ -e "$WINEPREFIX/made" ] ||
+    flock -o "$WINEPREFIX" sh -c '[ -e "$WINEPREFIX/made" ] || { wine wineboot --init && touch "$WINEPREFIX/made"; }' \
+        >"$WINEPREFIX/log" 2>&1 </dev/null || { cat "$WINEPREFIX/log" >&2; exit 1; }
 exec wine "$@"

@@ -1,0 +1,115 @@
+// The demo's dealings with WAV files, on Linux only; the host itself reads and writes raw samples.
+//
+//     demo_wav import SOUNDS FILE.wav ...    raw samples of mono recordings, and the index that demo_host reads
+//     demo_wav export RUN                    RUN.f32 to RUN.wav, and RUN.levels: seconds, left and right level in dB
+//     demo_wav compare RUN RUN               how far the second run's WAV is from the first one's
+
+#include "scene.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <sndfile.hh>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace {
+
+using Arguments = std::vector<std::string>;
+namespace fs = std::filesystem;
+
+double Decibels(double ratio)
+{
+    return 10.0 * std::log10(std::max(ratio, 1e-12));
+}
+
+void Check(const SndfileHandle& file, const std::string& path)
+{
+    if (file.error() != 0) throw std::runtime_error(path + ": " + file.strError());
+}
+
+std::vector<float> ReadWav(const std::string& path)
+{
+    SndfileHandle file(path);
+    Check(file, path);
+    std::vector<float> samples(static_cast<std::size_t>(file.frames() * file.channels()));
+    file.read(samples.data(), static_cast<sf_count_t>(samples.size()));
+    return samples;
+}
+
+void Import(const std::string& folder, const Arguments& paths)
+{
+    fs::create_directories(folder);
+    std::ofstream index(folder + "/index");
+    for (const std::string& path : paths) {
+        SndfileHandle file(path);
+        Check(file, path);
+        if (file.channels() != 1) throw std::runtime_error(path + ": not mono");
+        std::vector<std::int16_t> samples(static_cast<std::size_t>(file.frames()));
+        file.readf(samples.data(), file.frames());
+        const std::string name = fs::path(path).stem();
+        std::ofstream(folder + "/" + name + ".s16", std::ios::binary)
+            .write(reinterpret_cast<const char*>(samples.data()), std::streamsize{2} * file.frames());
+        index << name << ' ' << file.samplerate() << ' ' << file.frames() << '\n';
+    }
+    if (!index) throw std::runtime_error("cannot write to " + folder);
+}
+
+void Export(const std::string& run)
+{
+    std::vector<float> mix(fs::file_size(run + ".f32") / sizeof(float));
+    std::ifstream(run + ".f32", std::ios::binary)
+        .read(reinterpret_cast<char*>(mix.data()), static_cast<std::streamsize>(mix.size() * sizeof(float)));
+
+    SndfileHandle wav(run + ".wav", SFM_WRITE, SF_FORMAT_WAV | SF_FORMAT_PCM_16, 2, scene::kSamplingRate);
+    if (wav.write(mix.data(), static_cast<sf_count_t>(mix.size())) != static_cast<sf_count_t>(mix.size()))
+        throw std::runtime_error(run + ".wav: " + wav.strError());
+
+    constexpr std::size_t kWindow = 960; // frames: 20 ms
+    std::ofstream levels(run + ".levels");
+    for (std::size_t start = 0; start + kWindow <= mix.size() / 2; start += kWindow) {
+        double energy[2] = {0.0, 0.0};
+        for (std::size_t i = 2 * start; i < 2 * (start + kWindow); ++i) energy[i % 2] += double{mix[i]} * mix[i];
+        levels << double(start) / scene::kSamplingRate << ' ' << Decibels(energy[0] / kWindow) << ' '
+               << Decibels(energy[1] / kWindow) << '\n';
+    }
+    if (!levels) throw std::runtime_error("cannot write " + run + ".levels");
+}
+
+void Compare(const std::string& runA, const std::string& runB)
+{
+    const std::vector<float> a = ReadWav(runA + ".wav"), b = ReadWav(runB + ".wav");
+    if (a.size() != b.size()) throw std::runtime_error(runA + ".wav and " + runB + ".wav differ in length");
+    double signal = 0.0, difference = 0.0;
+    for (std::size_t i = 0; i < a.size(); ++i) {
+        signal += double{a[i]} * a[i];
+        difference += (double{b[i]} - a[i]) * (double{b[i]} - a[i]);
+    }
+    if (difference == 0.0)
+        std::puts("         the two are identical");
+    else
+        std::printf("         the two differ by %.1f dB relative to the sound\n", Decibels(difference / signal));
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+try {
+    const Arguments arguments(argv + 1, argv + argc);
+    const std::string command = arguments.empty() ? "" : arguments[0];
+    if (command == "import" && arguments.size() > 2)
+        Import(arguments[1], Arguments(arguments.begin() + 2, arguments.end()));
+    else if (command == "export" && arguments.size() == 2)
+        Export(arguments[1]);
+    else if (command == "compare" && arguments.size() == 3)
+        Compare(arguments[1], arguments[2]);
+    else
+        throw std::runtime_error("usage: demo_wav import SOUNDS FILE.wav ... | export RUN | compare RUN RUN");
+    return 0;
+} catch (const std::exception& error) {
+    std::fprintf(stderr, "demo_wav: %s\n", error.what());
+    return 1;
+}
