@@ -2,6 +2,7 @@
 
 #include "Kal/KalInternals.h"
 
+#include <algorithm>
 #include <cstddef>
 
 namespace kal {
@@ -20,6 +21,8 @@ constexpr Bell kBells[] = {{380.0f, 0.1f, 16.0f}, {7900.0f, 0.4f, 7.0f}, {1700.0
 /// Above this part of the rate a bell is not designed: from half the rate on it would be unstable, and just below that
 /// the rounding of its angle can make it so.
 constexpr float kHighestCentre = 0.499f;
+
+constexpr unsigned kSpan = 256; ///< frames at a time, so that scratch is small and fixed
 
 } // namespace
 
@@ -40,12 +43,17 @@ void Equalizer::Render(unsigned numFrames, const float* in, float* mix)
     }
     if (level < internals::kSilence && internals::Peak(2 * std::size_t{numFrames}, in) == 0.0f) return;
 
-    for (unsigned i = 0; i < numFrames; ++i) {
-        float left = in[2 * i], right = in[2 * i + 1];
-        if (!internals::IsSound(left) || !internals::IsSound(right)) left = right = 0.0f;
-        for (DualBiquadFilter& section : sections) section.ProcessSample(left, right);
-        mix[2 * i] += left;
-        mix[2 * i + 1] += right;
+    std::array<float, 2 * kSpan> span;
+    for (unsigned done = 0; done < numFrames; done += kSpan) {
+        const unsigned n = std::min(kSpan, numFrames - done);
+        for (unsigned i = 0; i < 2 * n; i += 2) {
+            const float left = in[2 * done + i], right = in[2 * done + i + 1];
+            const bool isSound = internals::IsSound(left) && internals::IsSound(right);
+            span[i] = isSound ? left : 0.0f;
+            span[i + 1] = isSound ? right : 0.0f;
+        }
+        DualBiquadFilter::ProcessRow(sections, n, span.data());
+        for (unsigned i = 0; i < 2 * n; ++i) mix[2 * done + i] += span[i];
     }
 }
 

@@ -7,18 +7,26 @@ namespace kal {
 
 namespace {
 
+template<int stride, class T>
+inline void Butterflies(T* v)
+{
+    for (int first = 0; first < 16; first += 2 * stride)
+        for (int i = first; i < first + stride; ++i) {
+            const T a = v[i], b = v[i + stride];
+            v[i] = a + b;
+            v[i + stride] = a - b;
+        }
+}
+
 /// v = H v with the 16 x 16 Hadamard matrix, entry (i, j) = (-1)^popcount(i & j), as four stages of sums and
 /// differences. T is one frame's float or the lanes of several frames.
 template<class T>
 inline void Hadamard16(T* v)
 {
-    for (int stride = 1; stride < 16; stride *= 2)
-        for (int i = 0; i < 16; ++i)
-            if ((i & stride) == 0) {
-                const T a = v[i], b = v[i + stride];
-                v[i] = a + b;
-                v[i + stride] = a - b;
-            }
+    Butterflies<1>(v);
+    Butterflies<2>(v);
+    Butterflies<4>(v);
+    Butterflies<8>(v);
 }
 
 /// Lanes are frames for the matrix, which needs no shuffles then, and lines for the damping, which is a recursion from
