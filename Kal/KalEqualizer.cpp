@@ -9,6 +9,8 @@ namespace kal {
 
 namespace {
 
+using internals::kSpan;
+
 struct Bell {
     float frequency; ///< Hz
     float gain;      ///< linear
@@ -21,8 +23,6 @@ constexpr Bell kBells[] = {{380.0f, 0.1f, 16.0f}, {7900.0f, 0.4f, 7.0f}, {1700.0
 /// Above this part of the rate a bell is not designed: from half the rate on it would be unstable, and just below that
 /// the rounding of its angle can make it so.
 constexpr float kHighestCentre = 0.499f;
-
-constexpr unsigned kSpan = 256; ///< frames at a time, so that scratch is small and fixed
 
 } // namespace
 

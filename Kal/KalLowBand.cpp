@@ -9,7 +9,7 @@ namespace kal {
 
 namespace {
 
-constexpr unsigned kSpan = 256; ///< frames at a time, so that scratch is small and fixed
+using internals::kSpan;
 
 /// v and the harmonics that go with it, which stop growing at |v| = 2.
 float Saturated(float v)

@@ -9,9 +9,11 @@ namespace kal {
 
 namespace {
 
-using internals::IsSound;
 using internals::kSilence;
+using internals::kSpan;
 using internals::SoundOrZero;
+
+using Span = std::array<float, kSpan>;
 
 constexpr double kLowestRate = 4000.0;
 
