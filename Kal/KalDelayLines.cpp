@@ -33,17 +33,18 @@ void ExactDelayLine::SetDelay(float d)
     Set(SaturatedFloor(d));
 }
 
-// Runs end where the ring does. Within a run a frame is written before it is read, as the two may be the same.
+// Runs end where the ring does. Frames that a run reads and writes itself have to be written first, all others may be
+// about to be overwritten.
 void ExactDelayLine::Process(unsigned numFrames, const float* in, float* out)
 {
+    const auto lag = static_cast<std::size_t>(delay - 1);
     for (std::size_t done = 0; done < numFrames;) {
-        const auto lag = static_cast<std::size_t>(delay - 1);
         const std::size_t readIndex = lag <= writeIndex ? writeIndex - lag : writeIndex + ring.size() - lag;
         const std::size_t run = std::min(ring.size() - std::max(writeIndex, readIndex), numFrames - done);
-        for (std::size_t i = 0; i < run; ++i) {
-            ring[writeIndex + i] = in[done + i];
-            out[done + i] = ring[readIndex + i];
-        }
+        float* const newest = &ring[writeIndex];
+        if (lag < run) std::copy_n(in + done, run, newest);
+        std::copy_n(&ring[readIndex], run, out + done);
+        if (lag >= run) std::copy_n(in + done, run, newest);
         done += run;
         writeIndex = (writeIndex + run) % ring.size();
     }

@@ -2,11 +2,14 @@
 
 #include "Kal/KalInternals.h"
 
+#include <algorithm>
 #include <cstddef>
 
 namespace kal {
 
 namespace {
+
+using internals::kSpan;
 
 struct Bell {
     float frequency; ///< Hz
@@ -40,12 +43,17 @@ void Equalizer::Render(unsigned numFrames, const float* in, float* mix)
     }
     if (level < internals::kSilence && internals::Peak(2 * std::size_t{numFrames}, in) == 0.0f) return;
 
-    for (unsigned i = 0; i < numFrames; ++i) {
-        float left = in[2 * i], right = in[2 * i + 1];
-        if (!internals::IsSound(left) || !internals::IsSound(right)) left = right = 0.0f;
-        for (DualBiquadFilter& section : sections) section.ProcessSample(left, right);
-        mix[2 * i] += left;
-        mix[2 * i + 1] += right;
+    std::array<float, 2 * kSpan> span;
+    for (unsigned done = 0; done < numFrames; done += kSpan) {
+        const unsigned n = std::min(kSpan, numFrames - done);
+        for (unsigned i = 0; i < 2 * n; i += 2) {
+            const float left = in[2 * done + i], right = in[2 * done + i + 1];
+            const bool isSound = internals::IsSound(left) && internals::IsSound(right);
+            span[i] = isSound ? left : 0.0f;
+            span[i + 1] = isSound ? right : 0.0f;
+        }
+        DualBiquadFilter::ProcessRow(sections, n, span.data());
+        for (unsigned i = 0; i < 2 * n; ++i) mix[2 * done + i] += span[i];
     }
 }
 

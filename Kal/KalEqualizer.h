@@ -19,7 +19,7 @@ public:
     void Render(unsigned numFrames, const float* in, float* mix);
 
 private:
-    std::array<DualBiquadFilter, 6> sections;
+    std::array<DualBiquadFilter, DualBiquadFilter::kRowLength> sections;
 };
 
 } // namespace kal

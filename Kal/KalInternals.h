@@ -33,6 +33,10 @@ private:
 
 namespace internals {
 
+/// Frames that one stage after the other processes at a time, so that what lies between them is small and of fixed
+/// size.
+inline constexpr unsigned kSpan = 256;
+
 /// Beyond this a sample is no sound: no chain of gains in the library takes it to infinity.
 inline constexpr float kLoudest = 1e20f;
 

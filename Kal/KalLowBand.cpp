@@ -2,11 +2,14 @@
 
 #include "Kal/KalInternals.h"
 
-#include <cmath>
+#include <algorithm>
+#include <array>
 
 namespace kal {
 
 namespace {
+
+using internals::kSpan;
 
 /// v and the harmonics that go with it, which stop growing at |v| = 2.
 float Saturated(float v)
@@ -30,10 +33,16 @@ void LowBand::Render(unsigned numFrames, const float* lowSend, float* mix)
     if (!internals::IsSound(section.Level())) section.Mute();
     if (section.Level() < internals::kSilence && internals::Peak(numFrames, lowSend) == 0.0f) return;
 
-    for (unsigned i = 0; i < numFrames; ++i) {
-        const float y = Saturated(0.05f * section.ProcessSample(internals::SoundOrZero(lowSend[i])));
-        mix[2 * i] += y;
-        mix[2 * i + 1] += y;
+    std::array<float, kSpan> span;
+    for (unsigned done = 0; done < numFrames; done += kSpan) {
+        const unsigned n = std::min(kSpan, numFrames - done);
+        for (unsigned i = 0; i < n; ++i) span[i] = internals::SoundOrZero(lowSend[done + i]);
+        section.Process(n, span.data());
+        for (unsigned i = 0; i < n; ++i) {
+            const float y = Saturated(0.05f * span[i]);
+            mix[2 * (done + i)] += y;
+            mix[2 * (done + i) + 1] += y;
+        }
     }
 }
 

@@ -120,8 +120,8 @@ void Reverb::SetHFReverbTimeRatio(float ratio, float frequency)
     SetParameter(hfReference, frequency);
 }
 
-// A signal takes about powf(r, 8) size seconds for a pass, the middle of the geometric progression. The matrix adds 16
-// values, so a pass also divides by 4; half of the decay in decibels falls to each pass.
+// A pass takes about r^8 size seconds, the middle of the geometric progression. -13.8155 is ln 10^-6, what 60 dB take
+// from the energy; half of it falls to the amplitude. The matrix makes 16 values four times as large in amplitude.
 //
 // The damping's gain at the reference must be q times its gain of 1 at 0 Hz. With a = lpfCoef, |H(w)|^2 =
 // a^2 / (1 - 2 (1 - a) cos w + (1 - a)^2) = q^2 is a quadratic equation in a, whose positive root it is.

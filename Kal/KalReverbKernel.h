@@ -7,18 +7,25 @@ namespace kal {
 
 namespace {
 
+/// Two stages of sums and differences at once, on the values that are `stride` apart: they fit into registers.
+template<int stride, class T>
+inline void Butterflies(T* v)
+{
+    const T a = v[0] + v[stride], b = v[0] - v[stride];
+    const T c = v[2 * stride] + v[3 * stride], d = v[2 * stride] - v[3 * stride];
+    v[0] = a + c;
+    v[stride] = b + d;
+    v[2 * stride] = a - c;
+    v[3 * stride] = b - d;
+}
+
 /// v = H v with the 16 x 16 Hadamard matrix, entry (i, j) = (-1)^popcount(i & j), as four stages of sums and
 /// differences. T is one frame's float or the lanes of several frames.
 template<class T>
 inline void Hadamard16(T* v)
 {
-    for (int stride = 1; stride < 16; stride *= 2)
-        for (int i = 0; i < 16; ++i)
-            if ((i & stride) == 0) {
-                const T a = v[i], b = v[i + stride];
-                v[i] = a + b;
-                v[i + stride] = a - b;
-            }
+    for (int i = 0; i < 4; ++i) Butterflies<4>(v + i);
+    for (int i = 0; i < 16; i += 4) Butterflies<1>(v + i);
 }
 
 /// Lanes are frames for the matrix, which needs no shuffles then, and lines for the damping, which is a recursion from

@@ -9,9 +9,11 @@ namespace kal {
 
 namespace {
 
-using internals::IsSound;
 using internals::kSilence;
+using internals::kSpan;
 using internals::SoundOrZero;
+
+using Span = std::array<float, kSpan>;
 
 constexpr double kLowestRate = 4000.0;
 
@@ -57,18 +59,31 @@ void Heal(Reverb& reverb)
     if (!reverb.IsFinite()) reverb.Mute();
 }
 
-/// Band-pass between two one-pole low-passes, in place.
-void BandLimit(unsigned numFrames, float fastCoef, float slowCoef, float& fast, float& slow, float* block)
+/// All diffusers in a row, in place. Those between 1 and 5 frames long wait for their own last results; frame by frame
+/// they wait at the same time.
+void Diffuse(std::array<AllpassFilter1, 8>& diffusers, unsigned numFrames, float* block)
 {
-    float f = fast, s = slow;
+    for (std::size_t k = 0; k < 4; ++k) diffusers[k].Process(numFrames, block);
     for (unsigned i = 0; i < numFrames; ++i) {
-        f += (block[i] - f) * fastCoef;
-        s += (f - s) * slowCoef;
-        block[i] = f - s;
+        float x = block[i];
+        for (std::size_t k = 4; k < 7; ++k) x = diffusers[k].ProcessSample(x);
+        block[i] = x;
     }
-    fast = f;
-    slow = s;
+    diffusers[7].Process(numFrames, block);
 }
+
+/// A band-pass: the difference of two one-pole low-passes.
+struct Band {
+    float fastCoef, slowCoef;
+    float fast, slow;
+
+    float ProcessSample(float x)
+    {
+        fast += (x - fast) * fastCoef;
+        slow += (fast - slow) * slowCoef;
+        return fast - slow;
+    }
+};
 
 /// The gain of every frame, which moves a tenth of the way to the target after each; `gain` is moved on. Rounding stops
 /// the movement after some 160 frames, from where on the gain stays.
@@ -148,20 +163,26 @@ void SendNetwork::RenderSpan(unsigned numFrames, const Levels& levels, const flo
     if (!isSilent) quietFrames = 0;
     if (quietFrames > longestMemory) return;
 
-    alignas(64) Span x, y, shortLeft, shortRight, midLeft, midRight, longLeft, longRight;
+    alignas(64) Span x, y, z, shortLeft, shortRight, midLeft, midRight, longLeft, longRight;
     for (unsigned i = 0; i < numFrames; ++i) x[i] = SoundOrZero(reverbSend[i]);
 
     delayShort.Process(numFrames, x.data(), y.data());
     reverbShort.Process(numFrames, y.data(), 0, 2, shortLeft.data(), shortRight.data());
 
-    for (AllpassFilter1& diffuser : diffusers) diffuser.Process(numFrames, x.data());
+    Diffuse(diffusers, numFrames, x.data());
     delayMid.Process(numFrames, x.data(), y.data());
-    BandLimit(numFrames, 0.3f, 0.01f, fastMid, slowMid, y.data());
+    delayLong.Process(numFrames, x.data(), z.data());
+    Band bandMid{0.3f, 0.01f, fastMid, slowMid}, bandLong{0.1f, 0.02f, fastLong, slowLong};
+    for (unsigned i = 0; i < numFrames; ++i) {
+        y[i] = bandMid.ProcessSample(y[i]);
+        z[i] = bandLong.ProcessSample(z[i]);
+    }
+    fastMid = bandMid.fast;
+    slowMid = bandMid.slow;
+    fastLong = bandLong.fast;
+    slowLong = bandLong.slow;
     reverbMid.Process(numFrames, y.data(), 1, 5, midLeft.data(), midRight.data());
-
-    delayLong.Process(numFrames, x.data(), y.data());
-    BandLimit(numFrames, 0.1f, 0.02f, fastLong, slowLong, y.data());
-    reverbLong.Process(numFrames, y.data(), 6, 7, longLeft.data(), longRight.data());
+    reverbLong.Process(numFrames, z.data(), 6, 7, longLeft.data(), longRight.data());
 
     for (unsigned i = 0; i < numFrames; ++i) {
         const float left = longLeft[i] * gainsLong[i] + midLeft[i] * gainsMid[i] + shortLeft[i] * gainsShort[i];

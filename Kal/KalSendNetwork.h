@@ -31,9 +31,6 @@ public:
                 float* mix);
 
 private:
-    static constexpr unsigned kSpan = 256; ///< frames in a row of each stage, so that scratch is small and fixed
-    using Span = std::array<float, kSpan>;
-
     struct Levels;
 
     void Configure(const ReverbSettings& settings);

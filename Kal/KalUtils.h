@@ -38,7 +38,7 @@ protected:
 
     /// One frame of one channel. The sum is taken in double and rounded once: in float, the rounding noise of a low
     /// band is 10 dB louder.
-    float Process(State& state, float x) const
+    float ProcessSample(State& state, float x) const
     {
         const double y = double{b0} * x + double{b1} * state.x1 + double{b2} * state.x2 + double{c1} * state.y1 +
                          double{c2} * state.y2;
@@ -60,7 +60,10 @@ public:
     void Prepare() override {}
 
     /// [render] Filters one sample.
-    float ProcessSample(float x) { return Process(state, x); }
+    float ProcessSample(float x) { return BiquadFilter::ProcessSample(state, x); }
+
+    /// [render] Filters a block in place, exactly as sample by sample.
+    void Process(unsigned numFrames, float* block);
 
     /// [render] Forgets past input; the design stays.
     void Mute() { state = {}; }
@@ -80,9 +83,16 @@ public:
     /// [render] Filters one frame in place.
     void ProcessSample(float& left, float& right)
     {
-        left = Process(states[0], left);
-        right = Process(states[1], right);
+        left = BiquadFilter::ProcessSample(states[0], left);
+        right = BiquadFilter::ProcessSample(states[1], right);
     }
+
+    /// How many filters ProcessRow takes.
+    static constexpr int kRowLength = 6;
+
+    /// [render] Filters a block of interleaved stereo in place through several filters, one after the other: exactly as
+    /// frame by frame, faster.
+    static void ProcessRow(std::array<DualBiquadFilter, kRowLength>& row, unsigned numFrames, float* frames);
 
     /// [render] Forgets past input; the design stays.
     void Mute() { states = {}; }
@@ -91,6 +101,8 @@ public:
     float Level() const { return states[0].Level() + states[1].Level(); }
 
 private:
+    struct Pair;
+
     std::array<State, 2> states; ///< left, right
 };
 

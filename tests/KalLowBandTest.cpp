@@ -16,37 +16,27 @@ std::vector<float> Rendered(LowBand& band, const std::vector<float>& send, unsig
     return mix;
 }
 
-/// What the settled band adds to either channel when fed with a sine of 70 Hz, where the band-pass has a gain of 1 and
-/// no phase: v = amplitude / 20 sin(w n), saturated.
+// The section itself has its own test; here it is the one that is meant, and what follows it is exact.
 TEST(LowBand, SaturatesTheSeventyHertzBand)
 {
-    const double rate = 48000, w = 2 * std::acos(-1.0) * 70 / rate;
-    for (const double amplitude : {1.0, 10.0, 39.0, 100.0}) {
+    for (const float amplitude : {1.0f, 100.0f, 1000.0f}) {
         SCOPED_TRACE(amplitude);
-        std::vector<float> send(30000);
-        std::vector<double> expected(send.size()), actual(send.size());
-        for (std::size_t i = 0; i < send.size(); ++i) {
-            const double sine = amplitude * std::sin(w * static_cast<double>(i)), v = 0.05 * sine;
-            send[i] = static_cast<float>(sine);
-            expected[i] = v + (std::fabs(v) > 2 ? std::copysign(7.0, v) : 0.875 * v * v * v);
-        }
-        LowBand band(rate);
+        auto send = Noise(20000, 1);
+        for (float& x : send) x *= amplitude;
+        LowBand band(48000);
         const auto mix = Rendered(band, send);
+        SingleBiquadFilter section;
+        section.BandpassFilter(48000, 70, 0.4f);
+        int beyond = 0;
         for (std::size_t i = 0; i < send.size(); ++i) {
-            ASSERT_EQ(mix[2 * i], mix[2 * i + 1]);
-            actual[i] = mix[2 * i];
+            const double v = 0.05 * section.ProcessSample(send[i]);
+            const double expected = v + (std::fabs(v) > 2 ? std::copysign(7.0, v) : 0.875 * v * v * v);
+            ASSERT_NEAR(mix[2 * i], expected, 1e-6 * (1.0 + std::fabs(expected))) << i;
+            ASSERT_EQ(mix[2 * i + 1], mix[2 * i]);
+            beyond += std::fabs(v) > 2;
         }
-        const auto settled = [](const std::vector<double>& x) { return std::vector(x.begin() + 20000, x.end()); };
-        EXPECT_GT(SignalToErrorDb(settled(actual), settled(expected)),
-                  60.0); // rounded coefficients move the phase by 1e-3
+        EXPECT_EQ(beyond > 0, amplitude == 1000.0f);
     }
-}
-
-TEST(LowBand, PassesNothingFarFromItsBand)
-{
-    LowBand band(48000);
-    std::vector<float> send(20000, 1.0f); // a step: 0 Hz once it has settled
-    EXPECT_LT(std::fabs(Rendered(band, send).back()), 1e-5f);
 }
 
 TEST(LowBand, BlocksAndBadSamplesMakeNoDifference)

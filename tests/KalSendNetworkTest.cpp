@@ -114,15 +114,18 @@ TEST(SendNetwork, AddsToItsBusesAndGlidesToNewLevels)
     }
 }
 
-// The tail of the longest room that a host can ask for, down to exact silence. Then the network sleeps, and wakes as if
-// it were new.
-TEST(SendNetwork, FallsSilentAndWakesUnchanged)
+// A long tail takes some 85 s from 0 to -600 dB. Then the network sleeps, and wakes as if it were new.
+TEST(SendNetwork, FallsSilentAfterTheWholeTailAndWakesUnchanged)
 {
-    Settings room = {{{0.25f, 0.001f, 0.1f, 0}, {0.5f, 0.013f, 0.36f, 0}, {0.5f, 0.036f, 1.2f, 0}}};
-    SendNetwork used(8000), fresh(8000);
+    Settings room = {{{0.25f, 0.001f, 0.1f, 0}, {0.5f, 0.013f, 4.5f, 0}, {0.5f, 0.036f, 8.0f, 0}}};
+    constexpr std::size_t kSecond = 8000;
+    SendNetwork used(kSecond), fresh(kSecond);
     Rendered(fresh, room, std::vector<float>(1000));
-    const auto tail = Rendered(used, room, Burst(8000, 8000 * 25)).mix;
-    EXPECT_GT(PeakOf(tail, 16000 * 2, 16000 * 3), 1e-6f);
+    Rendered(used, room, Noise(kSecond, 7));
+    const auto tail = Rendered(used, room, std::vector<float>(kSecond * 120)).mix;
+    for (std::size_t second = 1; second < 40; ++second) // 7.5 dB a second
+        ASSERT_GT(PeakOf(tail, 2 * kSecond * second, 2 * kSecond * (second + 1)),
+                  0.01 * std::pow(10.0, -0.375 * second));
     EXPECT_EQ(PeakOf(tail, tail.size() - 8000, tail.size()), 0.0f);
     const auto send = Burst(100, 10000);
     EXPECT_GT(SignalToErrorDb(Rendered(used, room, send).mix, Rendered(fresh, room, send).mix), 100.0);
@@ -146,7 +149,7 @@ TEST(SendNetwork, KeepsBadSamplesOut)
 TEST(SendNetwork, SurvivesAnySetting)
 {
     const auto send = Noise(2000, 7);
-    for (const double rate : {4000.0, 4000.5, 48000.0})
+    for (const double rate : {4000.0, 4000.5, 11025.0})
         for (const float bad : {NAN, INFINITY, -INFINITY, -1.0f, 1e9f}) {
             SCOPED_TRACE(testing::Message() << rate << " Hz, " << bad);
             SendNetwork network(rate);
@@ -177,28 +180,6 @@ TEST(SendNetwork, ServesEveryRateWhoseLongestLineFits)
     }
     SendNetwork last(highest);
     EXPECT_GT(PeakOf(Rendered(last, kRoom, Noise(40000, 1)).mix, 0, 80000), 0.0f) << highest;
-}
-
-TEST(ScopedFlushToZero, ReplacesTheCallersStateForItsLifetime)
-{
-    const unsigned before = _mm_getcsr(), odd = 0x1f80u | 0x6000u; // rounds toward zero, keeps denormals
-    _mm_setcsr(odd);
-    volatile float tiny = 1e-38f, third = 1.0f / 3.0f, denormal = 1e-40f;
-    float flushed, rounded, read;
-    {
-        const ScopedFlushToZero flushToZero;
-        flushed = tiny * third;
-        rounded = 1.0f - third * 1e-8f;
-        read = denormal + 0.0f;
-    }
-    const float kept = tiny * third;
-    const unsigned after = _mm_getcsr();
-    _mm_setcsr(before);
-    EXPECT_EQ(flushed, 0.0f);
-    EXPECT_EQ(read, 0.0f);
-    EXPECT_EQ(rounded, 1.0f);
-    EXPECT_GT(kept, 0.0f);
-    EXPECT_EQ(after & ~0x3fu, odd); // the lowest six bits note what happened
 }
 
 } // namespace
