@@ -1,0 +1,75 @@
+#pragma once
+
+// Several floats that pass through the same arithmetic, for kernels that are written once and compiled once for every
+// instruction set. All of it has internal linkage: a source compiled for a wide instruction set must leave no inline
+// function behind that the linker could choose for the rest of the program. For the same reason those sources call no
+// inline function of the standard library.
+
+namespace kal {
+
+namespace {
+
+using Float4 = float __attribute__((vector_size(16)));
+using Float8 = float __attribute__((vector_size(32)));
+
+template<class V>
+inline constexpr int kNumLanes = sizeof(V) / sizeof(float);
+
+/// The lanes at any address.
+template<class V>
+inline V Load(const float* from)
+{
+    V lanes;
+    __builtin_memcpy(&lanes, from, sizeof lanes);
+    return lanes;
+}
+
+template<class V>
+inline void Store(float* to, V lanes)
+{
+    __builtin_memcpy(to, &lanes, sizeof lanes);
+}
+
+template<class V>
+inline V Broadcast(float x)
+{
+    return x - V{}; // not x + V{}, which would lose the sign of -0
+}
+
+/// Row i, lane k becomes row k, lane i.
+inline void Transpose(Float4* rows)
+{
+    const Float4 a = __builtin_shufflevector(rows[0], rows[1], 0, 4, 1, 5);
+    const Float4 b = __builtin_shufflevector(rows[2], rows[3], 0, 4, 1, 5);
+    const Float4 c = __builtin_shufflevector(rows[0], rows[1], 2, 6, 3, 7);
+    const Float4 d = __builtin_shufflevector(rows[2], rows[3], 2, 6, 3, 7);
+    rows[0] = __builtin_shufflevector(a, b, 0, 1, 4, 5);
+    rows[1] = __builtin_shufflevector(a, b, 2, 3, 6, 7);
+    rows[2] = __builtin_shufflevector(c, d, 0, 1, 4, 5);
+    rows[3] = __builtin_shufflevector(c, d, 2, 3, 6, 7);
+}
+
+/// The four 4 x 4 quarters at once, then the exchange of the two off the diagonal.
+inline void Transpose(Float8* rows)
+{
+    Float8 quarters[8];
+    for (int half = 0; half < 8; half += 4) {
+        const Float8* r = rows + half;
+        const Float8 a = __builtin_shufflevector(r[0], r[1], 0, 8, 1, 9, 4, 12, 5, 13);
+        const Float8 b = __builtin_shufflevector(r[2], r[3], 0, 8, 1, 9, 4, 12, 5, 13);
+        const Float8 c = __builtin_shufflevector(r[0], r[1], 2, 10, 3, 11, 6, 14, 7, 15);
+        const Float8 d = __builtin_shufflevector(r[2], r[3], 2, 10, 3, 11, 6, 14, 7, 15);
+        quarters[half] = __builtin_shufflevector(a, b, 0, 1, 8, 9, 4, 5, 12, 13);
+        quarters[half + 1] = __builtin_shufflevector(a, b, 2, 3, 10, 11, 6, 7, 14, 15);
+        quarters[half + 2] = __builtin_shufflevector(c, d, 0, 1, 8, 9, 4, 5, 12, 13);
+        quarters[half + 3] = __builtin_shufflevector(c, d, 2, 3, 10, 11, 6, 7, 14, 15);
+    }
+    for (int i = 0; i < 4; ++i) {
+        rows[i] = __builtin_shufflevector(quarters[i], quarters[i + 4], 0, 1, 2, 3, 8, 9, 10, 11);
+        rows[i + 4] = __builtin_shufflevector(quarters[i], quarters[i + 4], 4, 5, 6, 7, 12, 13, 14, 15);
+    }
+}
+
+} // namespace
+
+} // namespace kal
