@@ -2,11 +2,15 @@
 
 #include "Kal/KalEngine.h"
 #include "Kal/KalException.h"
+#include "Kal/KalKernels.h"
 #include "Kal/KalNumbers.h"
+#include "Kal/KalPlayhead.h"
 #include "Kal/KalSampler.h"
+#include "Kal/KalVectorKernels.h"
 
+#include <algorithm>
 #include <cmath>
-#include <type_traits>
+#include <cstddef>
 
 namespace kal {
 
@@ -19,64 +23,10 @@ constexpr double kTailFrames = 8.0;
 constexpr float kUnsetGain = -10000.0f;
 constexpr float kUnsetGainMark = -1000.0f;
 
-// Part of the way to its target that a smoothed gain goes each frame.
-constexpr float kGainSmoothing = 0.1f;
+// Frames that are resampled and then filtered and mixed at a time, so that what lies between stays in the first cache.
+constexpr int kChunk = 256;
 
-// The play position of one voice during one span: steps, wraps around the loop, knows the end.
-template<bool looped>
-class Playhead {
-public:
-    Playhead(const ChannelParam& param, double rateRatio, double end, bool hasReachedLoopStart)
-        : x(param.position),
-          step(param.speed * rateRatio),
-          endPosition(end),
-          loopStart(param.loopStart),
-          loopEnd(param.loopEnd),
-          reachedLoopStart(hasReachedLoopStart)
-    {
-        if constexpr (looped) Wrap();
-    }
-
-    // A step that leads nowhere ends a voice too: nothing else would.
-    bool IsAtEnd() const
-    {
-        if constexpr (looped) return false;
-        return !(x < endPosition) || !(step > 0.0) || std::isinf(step);
-    }
-
-    void Advance()
-    {
-        x += step;
-        if constexpr (looped) {
-            reachedLoopStart = reachedLoopStart || x >= loopStart;
-            Wrap();
-        }
-    }
-
-    double Position() const { return x; }
-    bool HasReachedLoopStart() const { return reachedLoopStart; }
-
-private:
-    // Far beyond the loop one division replaces many subtractions. Before the loop nothing moves.
-    void Wrap()
-    {
-        if (!(x >= loopEnd)) return;
-        const double length = loopEnd - loopStart;
-        if (x >= loopStart + 16.0 * length)
-            x -= length * std::floor((x - loopStart) / length);
-        else
-            while (x >= loopEnd) x -= length;
-    }
-
-    double x;
-    double step;
-    double endPosition;
-    double loopStart;
-    double loopEnd;
-    bool reachedLoopStart;
-};
-
-// What the three renderers share: where the voice is and the walk over a span's frames.
+// What the three renderers share: where the voice is, and its samples chunk by chunk.
 template<class Sampler>
 class BaseRenderer : public Channel::Renderer {
 public:
@@ -94,32 +44,28 @@ public:
     }
 
 protected:
+    using Playhead = kal::Playhead<Sampler::kLooped>;
+    using Chunk = float[Sampler::kChannels][kChunk];
+
     struct Span {
         int numFrames; // rendered
         bool goesOn;
     };
 
-    // Calls renderFrame(i, read) for the span's frames until the voice ends; read(channel) gives the sampler's value.
-    template<class RenderFrame>
-    Span RenderFrames(int offset, int count, RenderFrame renderFrame)
+    // Calls mixChunk(offset, n, chunk) for the next n frames, from the span's first one until its last one or the end
+    // of the voice. The chunk is its to change.
+    template<class MixChunk>
+    Span RenderChunks(int offset, int count, MixChunk mixChunk)
     {
-        Playhead<Sampler::kLooped> head(param, rateRatio, endPosition, reachedLoopStart);
+        Playhead head(param, rateRatio, endPosition, reachedLoopStart);
         Span span{0, true};
-        if (head.IsAtEnd()) {
-            span.goesOn = false;
-        } else {
-            while (true) {
-                renderFrame(offset + span.numFrames, [&](int channel) {
-                    return sampler.GetSample(head.Position(), channel, head.HasReachedLoopStart());
-                });
-                ++span.numFrames;
-                head.Advance();
-                if (span.numFrames == count) break;
-                if (head.IsAtEnd()) {
-                    span.goesOn = false;
-                    break;
-                }
-            }
+        while (span.goesOn && span.numFrames < count) {
+            alignas(64) Chunk chunk;
+            const int wanted = std::min(count - span.numFrames, kChunk);
+            const int n = Read(head, chunk, wanted);
+            if (n > 0) mixChunk(offset + span.numFrames, n, chunk);
+            span.numFrames += n;
+            span.goesOn = n == wanted;
         }
         param.position = head.Position();
         reachedLoopStart = head.HasReachedLoopStart();
@@ -130,25 +76,55 @@ protected:
     ChannelParam& param;
 
 private:
+    // Reads up to `wanted` frames; fewer when the voice ends. Frame by frame is the general way; the kernel takes what
+    // it can in between.
+    int Read(Playhead& head, Chunk& chunk, int wanted) const
+    {
+        constexpr int kFramesBetweenRuns = 8;
+        int n = 0;
+        while (n < wanted && !head.IsAtEnd()) {
+            if constexpr (Sampler::kHasKernel) n += ReadRun(head, chunk[0] + n, wanted - n);
+            for (int i = 0; i < kFramesBetweenRuns && n < wanted && !head.IsAtEnd(); ++i, ++n) {
+                for (int channel = 0; channel < Sampler::kChannels; ++channel)
+                    chunk[channel][n] =
+                        static_cast<float>(sampler.GetSample(head.Position(), channel, head.HasReachedLoopStart()));
+                head.Advance();
+            }
+        }
+        return n;
+    }
+
+    int ReadRun(Playhead& head, float* out, int wanted) const
+    {
+        if (head.Step() > kernels::kMaxStep) return 0;
+        const kernels::Row& row = kernels::SelectedRow();
+        const auto run = head.Straight(wanted, sampler.StraightEnd());
+        const int frames = run.frames - run.frames % row.numLanes;
+        if (frames <= 0) return 0;
+        row.resample[static_cast<int>(Sampler::kFormat)](sampler.Data(), head.Position(), run.step, frames, out);
+        head.Skip(frames, run.step);
+        return frames;
+    }
+
     double rateRatio;   // frames of the buffer per frame of output, at speed 1
     double endPosition; // frames of the buffer
     bool reachedLoopStart = false;
 };
 
-// y[n] = y[n-1] + coef (x[n] - y[n-1]), the state kept as float. A state that is not finite would stay so for good, so
-// it is dropped when the next span begins.
-float FilterStep(float state, double x, float coef)
+// The one-pole low-pass y[n] = y[n-1] + coef (x[n] - y[n-1]) over a chunk. A state that is not finite would stay so for
+// good, so it is dropped when the next span begins.
+void Filter(float* frames, int n, float coef, float& state)
 {
-    return static_cast<float>(state + (x - state) * coef);
+    if (coef == 1.0f)
+        state = frames[n - 1];
+    else
+        kernels::SelectedRow().lowpass(frames, n, coef, &state);
 }
 
 template<class Sampler>
 class SpatializedRenderer final : public BaseRenderer<Sampler> {
 public:
-    SpatializedRenderer(Engine& owner, const Buffer& buffer, ChannelParam& live)
-        : BaseRenderer<Sampler>(owner, buffer, live)
-    {
-    }
+    using BaseRenderer<Sampler>::BaseRenderer;
 
     bool Render(Engine*, int offset, int count, ThreadLocalBuffer& buffer) override
     {
@@ -165,21 +141,16 @@ public:
             directGain = directTarget;
             sendGain = sendTarget;
         }
+        filterState = FiniteOrZero(filterState);
 
-        float state = FiniteOrZero(filterState), direct = directGain, send = sendGain;
-        const auto span = this->RenderFrames(offset, count, [&](int i, auto read) {
-            const double s = read(0);
-            buffer.reverbSend[i] = static_cast<float>(buffer.reverbSend[i] + send * s);
-            state = FilterStep(state, s, p.lowpassCoef);
-            const float y = direct * state;
-            buffer.scratch[i] = y;
-            buffer.lowSend[i] += y;
-            direct += (directTarget - direct) * kGainSmoothing;
-            send += (sendTarget - send) * kGainSmoothing;
+        const kernels::Row& row = kernels::SelectedRow();
+        const auto span = this->RenderChunks(offset, count, [&](int i, int n, auto& chunk) {
+            float* const s = chunk[0];
+            row.addRamped(&buffer.reverbSend[i], s, n, &sendGain, sendTarget);
+            Filter(s, n, p.lowpassCoef, filterState);
+            row.scaleRamped(&buffer.scratch[i], s, n, &directGain, directTarget);
+            Accumulate(n, &buffer.lowSend[i], &buffer.scratch[i]);
         });
-        filterState = state;
-        directGain = direct;
-        sendGain = send;
         return span.goesOn;
     }
 
@@ -196,17 +167,21 @@ public:
 
     bool Render(Engine*, int offset, int count, ThreadLocalBuffer& buffer) override
     {
-        const float gain = FiniteOrZero(this->param.gain), send = FiniteOrZero(this->param.reverbSendGain);
-        float state = FiniteOrZero(filterState);
-        const auto span = this->RenderFrames(offset, count, [&](int i, auto read) {
-            const double s = read(0);
-            buffer.reverbSend[i] = static_cast<float>(buffer.reverbSend[i] + send * s);
-            state = FilterStep(state, s, this->param.lowpassCoef);
-            const float y = state * gain;
-            buffer.mix[2 * i] += y;
-            buffer.mix[2 * i + 1] += y;
+        const ChannelParam& p = this->param;
+        const float gain = FiniteOrZero(p.gain);
+        float send = FiniteOrZero(p.reverbSendGain);
+        filterState = FiniteOrZero(filterState);
+        const auto span = this->RenderChunks(offset, count, [&](int i, int n, auto& chunk) {
+            float* const s = chunk[0];
+            kernels::SelectedRow().addRamped(&buffer.reverbSend[i], s, n, &send, send);
+            Filter(s, n, p.lowpassCoef, filterState);
+            float* mix = &buffer.mix[2 * std::size_t(i)];
+            for (int k = 0; k < n; ++k, mix += 2) {
+                const float y = s[k] * gain;
+                mix[0] += y;
+                mix[1] += y;
+            }
         });
-        filterState = state;
         return span.goesOn;
     }
 
@@ -225,17 +200,20 @@ public:
         const ChannelParam& p = this->param;
         const float gain = FiniteOrZero(p.gain);
         const float send = 0.5f * FiniteOrZero(p.reverbSendGain);
-        float left = FiniteOrZero(filterStateLeft), right = FiniteOrZero(filterStateRight);
-        const auto span = this->RenderFrames(offset, count, [&](int i, auto read) {
-            const double l = read(0), r = read(1);
-            buffer.reverbSend[i] = static_cast<float>(buffer.reverbSend[i] + (l + r) * send);
-            left = static_cast<float>((l - left) + left);
-            right = static_cast<float>((r - right) + right);
-            buffer.mix[2 * i] += left * p.lowpassCoef * gain;
-            buffer.mix[2 * i + 1] += right * p.lowpassCoef * gain;
+        filterStateLeft = FiniteOrZero(filterStateLeft);
+        filterStateRight = FiniteOrZero(filterStateRight);
+        const auto span = this->RenderChunks(offset, count, [&](int i, int n, auto& chunk) {
+            float* mix = &buffer.mix[2 * std::size_t(i)];
+            float* reverbSend = &buffer.reverbSend[i];
+            for (int k = 0; k < n; ++k, mix += 2) {
+                const float l = chunk[0][k], r = chunk[1][k];
+                reverbSend[k] += (l + r) * send;
+                filterStateLeft = (l - filterStateLeft) + filterStateLeft;
+                filterStateRight = (r - filterStateRight) + filterStateRight;
+                mix[0] += filterStateLeft * p.lowpassCoef * gain;
+                mix[1] += filterStateRight * p.lowpassCoef * gain;
+            }
         });
-        filterStateLeft = left;
-        filterStateRight = right;
         return span.goesOn;
     }
 

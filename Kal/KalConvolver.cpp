@@ -1,10 +1,12 @@
 #include "Kal/KalConvolver.h"
 
+#include "Kal/KalKernels.h"
 #include "Kal/KalVectorKernels.h"
 #include "Kal/QFFT/Assert.h"
 
 #include <algorithm>
 #include <cmath>
+#include <complex>
 #include <cstddef>
 
 namespace kal {
@@ -55,26 +57,22 @@ RealFFT::RealFFT(int points)
       size(points),
       forward(CreateSetup(false, points)),
       backward(CreateSetup(true, points)),
-      twiddleStep(std::cos(-3.1415927f / points), std::sin(-3.1415927f / points))
+      turns(std::make_shared<const Turns>(points))
 {
 }
 
-// Visits k = 1 ... size / 2 with -i w^k, w = exp(-i pi / size). Four run side by side, each on its own chain of
+// The turns are -i w^k, k = 1 ... size / 2, w = exp(-i pi / size). Four run side by side, each on its own chain of
 // products with w^4: a chain of single steps would gather four times the rounding.
-template<class Visit>
-void RealFFT::ForEachTwiddle(Visit visit) const
+RealFFT::Turns::Turns(int size) : real(size / 2), imag(size / 2)
 {
-    const std::complex<float> squared = Product(twiddleStep, twiddleStep);
-    const std::complex<float> advance = Product(squared, squared);
-    std::array<std::complex<float>, 4> twiddles;
-    std::complex<float> next(0.0f, -1.0f);
-    for (std::complex<float>& twiddle : twiddles) twiddle = next = Product(next, twiddleStep);
-
-    for (int first = 1; first <= size / 2; first += 4) {
-        const int count = std::min(4, size / 2 - first + 1);
-        for (int i = 0; i < count; ++i) {
-            visit(first + i, twiddles[i]);
-            twiddles[i] = Product(twiddles[i], advance);
+    const std::complex<float> step(std::cos(-3.1415927f / size), std::sin(-3.1415927f / size));
+    const std::complex<float> squared = Product(step, step), advance = Product(squared, squared);
+    for (int first = 0; first < 4; ++first) {
+        std::complex<float> turn(0.0f, -1.0f);
+        for (int i = 0; i <= first; ++i) turn = Product(turn, step);
+        for (int i = first; i < size / 2; i += 4, turn = Product(turn, advance)) {
+            real.Data()[i] = turn.real();
+            imag.Data()[i] = turn.imag();
         }
     }
 }
@@ -84,10 +82,8 @@ void RealFFT::ForEachTwiddle(Visit visit) const
 // ones.
 void RealFFT::ForwardTransform(float* outReal, float* outImag, const float* input)
 {
-    for (int i = 0; i < size; ++i) {
-        even.Data()[i] = input[2 * i];
-        odd.Data()[i] = input[2 * i + 1];
-    }
+    const kernels::Row& row = kernels::SelectedRow();
+    row.deinterleave(size, input, even.Data(), odd.Data());
     const float *zReal = spectrumReal.Data(), *zImag = spectrumImag.Data();
     forward->Transform({even.Data(), odd.Data(), spectrumReal.Data(), spectrumImag.Data()});
 
@@ -95,54 +91,43 @@ void RealFFT::ForwardTransform(float* outReal, float* outImag, const float* inpu
     outImag[0] = 0.0f;
     outReal[size] = (zReal[0] - zImag[0]) * 0.5f;
     outImag[size] = 0.0f;
-    ForEachTwiddle([&](int k, std::complex<float> twiddle) {
-        const int mirror = size - k;
-        const std::complex<float> sum(zReal[k] + zReal[mirror], zImag[k] - zImag[mirror]);
-        const std::complex<float> turned = Product(twiddle, {zReal[k] - zReal[mirror], zImag[k] + zImag[mirror]});
-        outReal[k] = (sum.real() + turned.real()) * 0.25f;
-        outImag[k] = (sum.imag() + turned.imag()) * 0.25f;
-        outReal[mirror] = (sum.real() - turned.real()) * 0.25f;
-        outImag[mirror] = (turned.imag() - sum.imag()) * 0.25f;
-    });
+    row.turnPairs({size, zReal, zImag, turns->real.Data(), turns->imag.Data(), 1.0f, 0.25f, outReal, outImag});
 }
 
-void RealFFT::BackwardTransform(float* output, const float* inReal, const float* inImag)
+RealFFT::Halves RealFFT::BackwardTransform(const float* inReal, const float* inImag)
 {
     float *zReal = spectrumReal.Data(), *zImag = spectrumImag.Data();
     zReal[0] = inReal[0] + inReal[size];
     zImag[0] = inReal[0] - inReal[size];
-    ForEachTwiddle([&](int k, std::complex<float> twiddle) {
-        const int mirror = size - k;
-        const std::complex<float> sum(inReal[k] + inReal[mirror], inImag[k] - inImag[mirror]);
-        const std::complex<float> turned =
-            Product(std::conj(twiddle), {inReal[k] - inReal[mirror], inImag[k] + inImag[mirror]});
-        zReal[k] = sum.real() + turned.real();
-        zImag[k] = sum.imag() + turned.imag();
-        zReal[mirror] = sum.real() - turned.real();
-        zImag[mirror] = turned.imag() - sum.imag();
-    });
-
+    kernels::SelectedRow().turnPairs(
+        {size, inReal, inImag, turns->real.Data(), turns->imag.Data(), -1.0f, 1.0f, zReal, zImag});
     backward->Transform({zReal, zImag, even.Data(), odd.Data()});
+    return {even.Data(), odd.Data()};
+}
+
+void RealFFT::BackwardTransform(float* output, const float* inReal, const float* inImag)
+{
+    const Halves halves = BackwardTransform(inReal, inImag);
     for (int i = 0; i < size; ++i) {
-        output[2 * i] = even.Data()[i];
-        output[2 * i + 1] = odd.Data()[i];
+        output[2 * i] = halves.even[i];
+        output[2 * i + 1] = halves.odd[i];
     }
 }
 
 template<int Responses>
-BlockConvolver<Responses>::BlockConvolver(const std::array<const float*, Responses>& responses, int length)
-    : filters(Filled<Spectra>(length + 1)),
-      products(Filled<Spectra>(length + 1)),
-      input(2 * length),
-      outputs(Filled<Signals>(2 * length)),
-      tails(Filled<Signals>(length)),
-      blockLength(length),
-      fft(length)
+BlockConvolver<Responses>::BlockConvolver(const std::array<const float*, Responses>& responses,
+                                          const RealFFT& transform)
+    : filters(Filled<Spectra>(transform.Size() + 1)),
+      products(Filled<Spectra>(transform.Size() + 1)),
+      input(2 * transform.Size()),
+      outputs(Filled<Signals>(2 * transform.Size())),
+      blockLength(transform.Size()),
+      fft(transform)
 {
     input.Clear();
     for (int i = 0; i < Responses; ++i) {
         outputs[i].Clear();
-        std::copy_n(responses[i], length, input.Data());
+        std::copy_n(responses[i], blockLength, input.Data());
         fft.ForwardTransform(filters[i].real.Data(), filters[i].imag.Data(), input.Data());
     }
     input.Clear();
@@ -179,6 +164,7 @@ void BlockConvolver<Responses>::BufferFull()
 template<int Responses>
 void BlockConvolver<Responses>::ConvolveInput()
 {
+    const kernels::Row& row = kernels::SelectedRow();
     const unsigned bins = blockLength + 1;
     float *spectrumReal = products[0].real.Data(), *spectrumImag = products[0].imag.Data();
     fft.ForwardTransform(spectrumReal, spectrumImag, input.Data());
@@ -193,11 +179,8 @@ void BlockConvolver<Responses>::ConvolveInput()
 
     const auto scale = static_cast<float>(1.0 / blockLength);
     for (int i = 0; i < Responses; ++i) {
-        float *output = outputs[i].Data(), *tail = tails[i].Data();
-        std::copy_n(output + blockLength, blockLength, tail);
-        fft.BackwardTransform(output, products[i].real.Data(), products[i].imag.Data());
-        Scale(2 * blockLength, output, scale);
-        Accumulate(blockLength, output, tail);
+        const RealFFT::Halves result = fft.BackwardTransform(products[i].real.Data(), products[i].imag.Data());
+        row.overlapAdd(blockLength, result.even, result.odd, scale, outputs[i].Data());
     }
 }
 

@@ -4,7 +4,6 @@
 #include "Kal/QFFT/FFTSetup.h"
 
 #include <array>
-#include <complex>
 #include <memory>
 #include <utility>
 
@@ -18,21 +17,33 @@ public:
     /// [control] Sets size to points. Asserts that it is a power of two. Throws qfft::Exception for 0.
     explicit RealFFT(int points);
 
+    int Size() const { return size; }
+
     /// [render] Bins 0 ... size of 2 size samples; the imaginary parts of bins 0 and size are 0.
     void ForwardTransform(float* outReal, float* outImag, const float* input);
 
     /// [render] 2 size samples of the bins 0 ... size. The imaginary parts of bins 0 and size are not read.
     void BackwardTransform(float* output, const float* inReal, const float* inImag);
 
+    struct Halves {
+        const float *even, *odd; ///< size samples each
+    };
+
+    /// [render] The same without putting the samples in order. They are valid until the next transform.
+    Halves BackwardTransform(const float* inReal, const float* inImag);
+
 private:
-    template<class Visit>
-    void ForEachTwiddle(Visit visit) const;
+    /// What the bins of the two halves are turned by, for bins 1 ... size / 2.
+    struct Turns {
+        explicit Turns(int size);
+        AlignedArray real, imag;
+    };
 
     AlignedArray even, odd;
     AlignedArray spectrumReal, spectrumImag;
     int size;
     std::shared_ptr<const qfft::FFTSetup> forward, backward;
-    std::complex<float> twiddleStep; ///< exp(-i pi / size)
+    std::shared_ptr<const Turns> turns;
 };
 
 /// Uniform overlap-add convolution of one signal with Responses impulse responses of equal length: blocks as long as
@@ -64,8 +75,8 @@ public:
     void BufferFull();
 
 protected:
-    /// Asserts that the responses' length is a power of two. Throws qfft::Exception for 0.
-    BlockConvolver(const std::array<const float*, Responses>& responses, int length);
+    /// The responses have as many samples as the transform's size.
+    BlockConvolver(const std::array<const float*, Responses>& responses, const RealFFT& transform);
     ~BlockConvolver() = default;
     BlockConvolver(const BlockConvolver&) = default;
 
@@ -91,7 +102,6 @@ private:
     Spectra products;   ///< the first holds the spectrum of the input before
     AlignedArray input; ///< the second half is always zero
     Signals outputs;
-    Signals tails;
     int blockLength;
     int position = 0;
     RealFFT fft;
@@ -103,7 +113,7 @@ private:
 class MiniConvolver : public BlockConvolver<1> {
 public:
     /// [control] Copies the response of length samples, a power of two, which it asserts.
-    MiniConvolver(const float* response, int length) : BlockConvolver({response}, length) {}
+    MiniConvolver(const float* response, int length) : BlockConvolver({response}, RealFFT(length)) {}
 
     /// [render] Takes one sample and returns the output of one block before.
     float Apply(float x)
@@ -118,7 +128,17 @@ public:
 class DualMiniConvolver : public BlockConvolver<2> {
 public:
     /// [control] Copies both responses of length samples, a power of two, which it asserts.
-    DualMiniConvolver(const float* left, const float* right, int length) : BlockConvolver({left, right}, length) {}
+    DualMiniConvolver(const float* left, const float* right, int length)
+        : BlockConvolver({left, right}, RealFFT(length))
+    {
+    }
+
+    /// [control] Copies both responses of as many samples as the transform's size, and the transform: convolvers built
+    /// from one share its tables.
+    DualMiniConvolver(const float* left, const float* right, const RealFFT& transform)
+        : BlockConvolver({left, right}, transform)
+    {
+    }
 
     /// [render] Takes one sample and returns the left and right output of one block before.
     std::pair<float, float> Apply(float x)

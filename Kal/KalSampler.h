@@ -1,9 +1,11 @@
 #pragma once
 
 #include "Kal/KalChannelParam.h"
+#include "Kal/KalKernels.h"
 #include "Kal/KalTypes.h"
 #include "Kal/QFFT/Assert.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 
@@ -37,7 +39,9 @@ template<int channels, AudioFormat format, bool looped>
 class BaseSampler {
 public:
     static constexpr int kChannels = channels;
+    static constexpr AudioFormat kFormat = format;
     static constexpr bool kLooped = looped;
+    static constexpr bool kHasKernel = false; ///< whether a resampling kernel computes the same
 
     /// @param samples first element  @param numFrames frames  @param live the voice's record; both outlive the sampler
     BaseSampler(const void* samples, std::int32_t numFrames, const ChannelParam& live)
@@ -55,6 +59,16 @@ public:
         KAL_ASSERT("Kal/KalChannelRenderer", param.isLooped);
         loopStart = param.loopStart;
         loopEnd = param.loopEnd;
+    }
+
+    const void* Data() const { return data; }
+
+    /// The position up to which a resampling kernel may read: it looks a little past the last position, and the frame
+    /// behind the loop's last one is its first.
+    double StraightEnd() const
+    {
+        const double end = double{length} - kernels::kResampleMargin;
+        return looped ? std::min(end, double{loopEnd} - 2.0) : end;
     }
 
 protected:
@@ -111,6 +125,8 @@ private:
 template<int channels, AudioFormat format, bool looped>
 class LinearSampler : public BaseSampler<channels, format, looped> {
 public:
+    static constexpr bool kHasKernel = channels == 1;
+
     using BaseSampler<channels, format, looped>::BaseSampler;
 
     double GetSample(double x, int channel, bool reachedLoopStart) const

@@ -1,5 +1,6 @@
 #include "Kal/KalSpatializer.h"
 
+#include "Kal/KalKernels.h"
 #include "Kal/QFFT/Assert.h"
 
 #include <algorithm>
@@ -14,13 +15,11 @@ constexpr char kSource[] = "Kal/KalSpatializer";
 void Convolve(DualMiniConvolver& convolver, const float* inData, bool used, unsigned frames, float* out, bool swapEars)
 {
     KAL_ASSERT(kSource, inData);
+    const kernels::Row& row = kernels::SelectedRow();
     for (unsigned done = 0; done < frames;) {
         const unsigned run = std::min(frames - done, static_cast<unsigned>(convolver.Room()));
         const float *left = convolver.Output(swapEars ? 1 : 0), *right = convolver.Output(swapEars ? 0 : 1);
-        for (unsigned i = 0; i < run; ++i) {
-            out[2 * (done + i)] += left[i];
-            out[2 * (done + i) + 1] += right[i];
-        }
+        row.accumulateStereo(static_cast<int>(run), left, right, out + 2 * done);
         convolver.Put(used ? inData + done : nullptr, static_cast<int>(run));
         done += run;
     }

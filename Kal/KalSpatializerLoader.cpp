@@ -7,6 +7,7 @@
 #include <cmath>
 #include <cstdint>
 #include <cstring>
+#include <optional>
 #include <string_view>
 
 namespace kal {
@@ -79,6 +80,7 @@ void Spatializer::LoadData(const char* data, unsigned size)
         throw Exception("Invalid KAL HRTF data: wrong signature.");
     Reader reader(data + signature.size(), size - static_cast<unsigned>(signature.size()));
 
+    std::optional<RealFFT> transform; // shared, so that its tables are in the caches for every direction
     std::size_t numAngles = 0;
     const auto ringCount = reader.Read<std::int32_t>();
     for (std::int32_t i = 0; i < ringCount; ++i) {
@@ -94,7 +96,9 @@ void Spatializer::LoadData(const char* data, unsigned size)
             CheckResponse(right);
             Check(std::has_single_bit(length)); // all that the convolver takes
             Check(!std::isnan(azimuth));
-            const DualMiniConvolver convolver(left.data(), right.data(), static_cast<int>(length));
+            const int taps = static_cast<int>(length);
+            if (!transform || transform->Size() != taps) transform.emplace(taps);
+            const DualMiniConvolver convolver(left.data(), right.data(), *transform);
             ring->angles.push_back(std::make_shared<Angle>(azimuth, convolver));
             ring->azimuths.AddKey(azimuth);
         }

@@ -1,5 +1,6 @@
 #include "Kal/KalConvolver.h"
 
+#include "Kal/KalKernels.h"
 #include "tests/support/Allocations.h"
 #include "tests/support/Convolution.h"
 
@@ -66,7 +67,20 @@ std::vector<double> Expected(const Signal& input, const Signal& response)
     return expected;
 }
 
-TEST(RealFFT, ForwardIsHalfTheTransformAndBackwardScalesByItsSize)
+/// Every test with every row of kernels.
+class Convolvers : public testing::TestWithParam<const kernels::Row*> {
+protected:
+    Convolvers() { kernels::SelectRow(*GetParam()); }
+    ~Convolvers() override { kernels::SelectRow(selectedBefore); }
+
+private:
+    const kernels::Row& selectedBefore = kernels::SelectedRow();
+};
+
+INSTANTIATE_TEST_SUITE_P(Rows, Convolvers, testing::ValuesIn(kernels::UsableRows()),
+                         [](const auto& row) { return std::string(row.param->name); });
+
+TEST_P(Convolvers, ForwardTransformIsHalvedAndBackwardOneScalesByItsSize)
 {
     for (const int n : {1, 2, 4, 8, 16, 64, 128, 512}) {
         SCOPED_TRACE(n);
@@ -107,7 +121,7 @@ TEST(RealFFTDeathTest, NeedsAPowerOfTwo)
     EXPECT_DEATH(MiniConvolver(response.data(), 7), "IsPowerOfTwo\\(size\\)");
 }
 
-TEST(Convolvers, YieldHalfTheConvolutionOneBlockLate)
+TEST_P(Convolvers, YieldHalfTheConvolutionOneBlockLate)
 {
     for (const int n : {1, 2, 4, 8, 32, 128}) {
         Signal impulse(7 * n, 0.0f), gaps = Noise(9 * n, 3);
@@ -129,7 +143,21 @@ TEST(Convolvers, YieldHalfTheConvolutionOneBlockLate)
     }
 }
 
-TEST(Convolvers, RunsOfAnyLengthAreWorthAsManySamples)
+TEST_P(Convolvers, AllRowsAgreeToTheLastBit)
+{
+    for (const int n : {1, 2, 8, 16, 64, 128}) {
+        const Signal left = Noise(n, 1), right = Noise(n, 2), input = Noise(3 * n, 3);
+        DualMiniConvolver convolver(left.data(), right.data(), n), plain = convolver;
+        const Stereo output = Through(convolver, input);
+        kernels::SelectRow(*kernels::UsableRows().front());
+        const Stereo expected = Through(plain, input);
+        kernels::SelectRow(*GetParam());
+        EXPECT_EQ(output.left, expected.left) << n;
+        EXPECT_EQ(output.right, expected.right) << n;
+    }
+}
+
+TEST_P(Convolvers, RunsOfAnyLengthAreWorthAsManySamples)
 {
     constexpr int n = 32;
     const Signal left = Noise(n, 1), right = Noise(n, 2);
@@ -149,7 +177,7 @@ TEST(Convolvers, RunsOfAnyLengthAreWorthAsManySamples)
     }
 }
 
-TEST(Convolvers, OutputIsPendingForOneBlockOfTail)
+TEST_P(Convolvers, OutputIsPendingForOneBlockOfTail)
 {
     constexpr int n = 16;
     const Signal response = Noise(n, 1);
@@ -178,7 +206,7 @@ TEST(Convolvers, OutputIsPendingForOneBlockOfTail)
     }
 }
 
-TEST(Convolvers, NonFiniteInputIsGoneTwoBlocksLater)
+TEST_P(Convolvers, NonFiniteInputIsGoneTwoBlocksLater)
 {
     constexpr int n = 64;
     const Signal left = Noise(n, 1), right = Noise(n, 2);
@@ -205,7 +233,7 @@ TEST(Convolvers, NonFiniteInputIsGoneTwoBlocksLater)
     }
 }
 
-TEST(Convolvers, CopiesAreDeepAndNothingAllocatesAfterwards)
+TEST_P(Convolvers, CopiesAreDeepAndNothingAllocatesAfterwards)
 {
     constexpr int n = 32;
     const Signal left = Noise(n, 1), right = Noise(n, 2), start = Noise(n + 7, 3), one = Noise(3 * n, 4);
