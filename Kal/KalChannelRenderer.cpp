@@ -6,6 +6,7 @@
 #include "Kal/KalNumbers.h"
 #include "Kal/KalPlayhead.h"
 #include "Kal/KalSampler.h"
+#include "Kal/KalSpatializer.h"
 #include "Kal/KalVectorKernels.h"
 
 #include <algorithm>
@@ -124,15 +125,16 @@ void Filter(float* frames, int n, float coef, float& state)
 template<class Sampler>
 class SpatializedRenderer final : public BaseRenderer<Sampler> {
 public:
-    using BaseRenderer<Sampler>::BaseRenderer;
+    SpatializedRenderer(Engine& owner, const Buffer& buffer, ChannelParam& live)
+        : BaseRenderer<Sampler>(owner, buffer, live), source(owner.GetSpatializer()->CreateSource())
+    {
+    }
 
     bool Render(Engine*, int offset, int count, ThreadLocalBuffer& buffer) override
     {
         const ChannelParam& p = this->param;
-        const Vector3& source = p.sourcePosition;
-        const double distance =
-            (double{source.x} * source.x + double{source.y} * source.y + double{source.z} * source.z) /
-            p.referenceDistanceSq;
+        const double x = p.sourcePosition.x, y = p.sourcePosition.y, z = p.sourcePosition.z;
+        const double distance = (x * x + y * y + z * z) / p.referenceDistanceSq;
         const double attenuation = distance < 1.0 ? 1.0 : 1.0 / std::sqrt(distance);
         const float directTarget = FiniteOrZero(static_cast<float>(p.gain * attenuation));
         // The reverb falls off more slowly than the direct sound.
@@ -151,6 +153,7 @@ public:
             row.scaleRamped(&buffer.scratch[i], s, n, &directGain, directTarget);
             Accumulate(n, &buffer.lowSend[i], &buffer.scratch[i]);
         });
+        if (span.numFrames > 0) source->Mix(&buffer.scratch[offset], offset, span.numFrames, p.sourcePosition);
         return span.goesOn;
     }
 
@@ -158,6 +161,7 @@ private:
     float directGain = kUnsetGain;
     float sendGain = kUnsetGain;
     float filterState = 0.0f;
+    std::shared_ptr<Spatializer::Source> source;
 };
 
 template<class Sampler>
@@ -263,7 +267,7 @@ std::unique_ptr<Channel::Renderer> MakeRenderer(Interpolation interpolation, Eng
     const int formatValue = static_cast<int>(format);
     if (formatValue < 0 || formatValue > 2) throw Exception("Invalid audio format: %d", formatValue);
 
-    const bool spatialized = param.isSpatialized && engine.HasSpatializer();
+    const bool spatialized = param.isSpatialized && engine.GetSpatializer();
     const Maker make = [&] {
         switch (interpolation) {
         case Interpolation::Nearest:

@@ -10,7 +10,6 @@
 namespace kal {
 
 class Engine;
-class Spatializer;
 
 /// Turns one voice into samples for one block: reads its buffer at its speed, filters, applies gains and writes to the
 /// buses. One object serves one voice and one thread at a time.

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <numbers>
 #include <utility>
 
 namespace kal {
@@ -86,6 +87,7 @@ void Engine::Render(float* out, int numFrames)
     const auto n = static_cast<unsigned>(numFrames);
     try {
         for (ThreadLocalBuffer& buffer : threadLocalBuffers) buffer.Clear(n);
+        if (spatializer) spatializer->BeginRender(n);
     } catch (...) {
         FinishBlock(0); // no memory for such a block: the voices wait for one that fits
         throw;
@@ -96,6 +98,7 @@ void Engine::Render(float* out, int numFrames)
     SumBuses(&ThreadLocalBuffer::lowSend);
     sendNetwork.Render(n, renderReverbSettings, sum.reverbSend.data(), sum.lowSend.data(), sum.mix.data());
     lowBand.Render(n, sum.lowSend.data(), sum.mix.data());
+    if (spatializer) FinishSpatializer();
     SumBuses(&ThreadLocalBuffer::mix);
     SumBuses(&ThreadLocalBuffer::spatialOut);
     equalizer.Render(n, sum.spatialOut.data(), sum.mix.data());
@@ -115,6 +118,17 @@ void Engine::RenderChannels(unsigned numFrames)
     threadPool->Run(numWorkers, [&](unsigned w) {
         for (std::size_t i = w; i < renderChannels.size(); i += numWorkers)
             renderChannels[i]->RenderBlock(*this, static_cast<int>(numFrames), threadLocalBuffers[w]);
+    });
+}
+
+// Every worker convolves its share of the directions in use.
+void Engine::FinishSpatializer()
+{
+    const unsigned numParts = spatializer->PrepareEndRender();
+    const unsigned numWorkers = std::max(1u, std::min(param.numThreads, numParts));
+    threadPool->Run(numWorkers, [&](unsigned w) {
+        for (unsigned part = w; part < numParts; part += numWorkers)
+            spatializer->EndRender(threadLocalBuffers[w].spatialOut.data(), part);
     });
 }
 

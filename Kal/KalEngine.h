@@ -3,10 +3,12 @@
 #include "Kal/KalChannel.h"
 #include "Kal/KalChannelParam.h"
 #include "Kal/KalCompressor.h"
+#include "Kal/KalConvolver.h"
 #include "Kal/KalEqualizer.h"
 #include "Kal/KalLowBand.h"
 #include "Kal/KalReverbSetting.h"
 #include "Kal/KalSendNetwork.h"
+#include "Kal/KalSpatializer.h"
 #include "Kal/KalThreadLocalBuffer.h"
 #include "Kal/KalThreadPool.h"
 #include "Kal/KalTypes.h"
@@ -40,7 +42,8 @@ public:
 
     /// [control] Builds everything a block needs and starts the workers.
     /// Throws what EngineParam::Validate throws, "Unsupported channel count: %d" unless 2, "Invalid thread count: %u"
-    /// beyond kMaxThreads, "Invalid sampling rate: %f" for a rate that the reverbs cannot serve.
+    /// beyond kMaxThreads, "Invalid sampling rate: %f" for a rate that the reverbs cannot serve,
+    /// what Spatializer's constructor throws.
     explicit Engine(const EngineParam& param);
 
     /// [control] Waits for a block that is being rendered and releases everything. No other call may follow.
@@ -68,7 +71,9 @@ public:
     ReverbSettings reverbSettings = kDefaultReverbSettings;
 
     double SamplingRate() const { return param.samplingRate; }
-    bool HasSpatializer() const { return false; }
+
+    /// [any] Null without a data set, or with one in which a direction may have no measurement.
+    const std::shared_ptr<Spatializer>& GetSpatializer() const { return spatializer; }
 
     /// More workers than any machine a game runs on has.
     static constexpr unsigned kMaxThreads = 256;
@@ -77,6 +82,7 @@ private:
     friend class Channel;
 
     void RenderChannels(unsigned numFrames);
+    void FinishSpatializer();
     void SumBuses(AlignedVector ThreadLocalBuffer::*bus);
     void FinishBlock(int numFrames);
 
@@ -86,9 +92,11 @@ private:
     SendNetwork sendNetwork;
     Equalizer equalizer;
     LowBand lowBand;
-    std::vector<std::shared_ptr<Channel>> channels;       ///< of the next block; guarded by channelListMutex
-    std::mutex channelListMutex;                          ///< guards channels and every voice's scheduled changes
-    std::vector<std::shared_ptr<Channel>> renderChannels; ///< of this block; resized under channelListMutex
+    std::shared_ptr<Spatializer> spatializer;
+    std::vector<std::unique_ptr<MiniConvolver>> convolvers; ///< take no part in the output
+    std::vector<std::shared_ptr<Channel>> channels;         ///< of the next block; guarded by channelListMutex
+    std::mutex channelListMutex;                            ///< guards channels and every voice's scheduled changes
+    std::vector<std::shared_ptr<Channel>> renderChannels;   ///< of this block; resized under channelListMutex
     std::vector<ThreadLocalBuffer> threadLocalBuffers;
     EngineParam param;
     ReverbSettings renderReverbSettings = kDefaultReverbSettings; ///< of this block

@@ -19,9 +19,7 @@ std::atomic<const Row*>& Selection()
 std::vector<const Row*> UsableRows()
 {
     std::vector<const Row*> rows{&kSse2Row};
-#ifdef __x86_64__ // the eight registers of a 32-bit program spill so much that wide lanes are a quarter slower
     if (__builtin_cpu_supports("avx2")) rows.push_back(&kAvx2Row);
-#endif
     return rows;
 }
 

@@ -15,6 +15,18 @@ struct NetworkRun {
     float lpfCoef;
 };
 
+/// The step between a real transform's bins and those of the complex transform of half its length, either way: for
+/// k = 1 ... size / 2, with S = in[k] + in*[size-k] and D = in[k] - in*[size-k],
+///     out[k] = (S + turn[k-1] D) factor, out*[size-k] = (S - turn[k-1] D) factor.
+struct PairTurn {
+    int size;
+    const float *inReal, *inImag;
+    const float *turnReal, *turnImag;
+    float conjugate; ///< 1, or -1 to take the turns' conjugates
+    float factor;
+    float *outReal, *outImag; ///< not the inputs
+};
+
 struct Row {
     const char* name;
     int numLanes; ///< frames that are processed together
@@ -35,6 +47,18 @@ struct Row {
     /// target with each frame and is left in *gain.
     void (*addRamped)(float* to, const float* from, int numFrames, float* gain, float target);
     void (*scaleRamped)(float* to, const float* from, int numFrames, float* gain, float target);
+
+    void (*turnPairs)(const PairTurn& turn);
+
+    /// even[i] = in[2 i], odd[i] = in[2 i + 1], i < count.
+    void (*deinterleave)(int count, const float* in, float* even, float* odd);
+
+    /// With x the interleaved even and odd, 2 size samples of them: output[i] = x[i] factor, and the old output's
+    /// second half is added to the new one's first. An array each for even and odd, size elements.
+    void (*overlapAdd)(int size, const float* even, const float* odd, float factor, float* output);
+
+    /// out[2 i] += left[i], out[2 i + 1] += right[i], i < count.
+    void (*accumulateStereo)(int count, const float* left, const float* right, float* out);
 };
 
 /// The widest step of resample, frames: beyond it, float lanes would place the frames of a group too coarsely.

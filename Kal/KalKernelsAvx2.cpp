@@ -1,15 +1,32 @@
+#include "Kal/KalConvolverKernel.h"
 #include "Kal/KalKernelRows.h"
 #include "Kal/KalReverbKernel.h"
 #include "Kal/KalVoiceKernel.h"
 
 namespace kal::kernels {
 
+namespace {
+
+// The mixing matrix needs sixteen registers; the eight of a 32-bit program spill so much that wide lanes are a quarter
+// slower.
+#ifdef __x86_64__
+using NetworkLanes = Float8;
+#else
+using NetworkLanes = Float4;
+#endif
+
+} // namespace
+
 constexpr Row kAvx2Row{"AVX2",
                        kNumLanes<Float8>,
-                       AdvanceNetwork<Float8>,
+                       AdvanceNetwork<NetworkLanes>,
                        {Resample<Float8, std::uint8_t>, Resample<Float8, std::int16_t>, Resample<Float8, float>},
                        Lowpass<Float8>,
                        AddRamped<Float8>,
-                       ScaleRamped<Float8>};
+                       ScaleRamped<Float8>,
+                       TurnPairs<Float8>,
+                       Deinterleave<Float8>,
+                       OverlapAdd<Float8>,
+                       AccumulateStereo<Float8>};
 
 } // namespace kal::kernels

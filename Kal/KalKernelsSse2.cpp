@@ -1,3 +1,4 @@
+#include "Kal/KalConvolverKernel.h"
 #include "Kal/KalKernelRows.h"
 #include "Kal/KalReverbKernel.h"
 #include "Kal/KalVoiceKernel.h"
@@ -10,6 +11,10 @@ constexpr Row kSse2Row{"SSE2",
                        {Resample<Float4, std::uint8_t>, Resample<Float4, std::int16_t>, Resample<Float4, float>},
                        Lowpass<Float4>,
                        AddRamped<Float4>,
-                       ScaleRamped<Float4>};
+                       ScaleRamped<Float4>,
+                       TurnPairs<Float4>,
+                       Deinterleave<Float4>,
+                       OverlapAdd<Float4>,
+                       AccumulateStereo<Float4>};
 
 } // namespace kal::kernels

@@ -36,6 +36,51 @@ inline V Broadcast(float x)
     return x - V{}; // not x + V{}, which would lose the sign of -0
 }
 
+/// The lanes in reverse order.
+template<class V>
+inline V Reversed(V x)
+{
+    if constexpr (kNumLanes<V> == 1)
+        return x;
+    else if constexpr (kNumLanes<V> == 4)
+        return __builtin_shufflevector(x, x, 3, 2, 1, 0);
+    else
+        return __builtin_shufflevector(x, x, 7, 6, 5, 4, 3, 2, 1, 0);
+}
+
+template<class V>
+struct Pair {
+    V first, second;
+};
+
+/// a[0], b[0], a[1], b[1] ...
+template<class V>
+inline Pair<V> Interleaved(V a, V b)
+{
+    if constexpr (kNumLanes<V> == 4) {
+        return {__builtin_shufflevector(a, b, 0, 4, 1, 5), __builtin_shufflevector(a, b, 2, 6, 3, 7)};
+    } else {
+        const V low = __builtin_shufflevector(a, b, 0, 8, 1, 9, 4, 12, 5, 13);
+        const V high = __builtin_shufflevector(a, b, 2, 10, 3, 11, 6, 14, 7, 15);
+        return {__builtin_shufflevector(low, high, 0, 1, 2, 3, 8, 9, 10, 11),
+                __builtin_shufflevector(low, high, 4, 5, 6, 7, 12, 13, 14, 15)};
+    }
+}
+
+/// The inverse: every second element of a and then of b, and the others.
+template<class V>
+inline Pair<V> Deinterleaved(V a, V b)
+{
+    if constexpr (kNumLanes<V> == 4) {
+        return {__builtin_shufflevector(a, b, 0, 2, 4, 6), __builtin_shufflevector(a, b, 1, 3, 5, 7)};
+    } else {
+        const V left = __builtin_shufflevector(a, b, 0, 1, 2, 3, 8, 9, 10, 11);
+        const V right = __builtin_shufflevector(a, b, 4, 5, 6, 7, 12, 13, 14, 15);
+        return {__builtin_shufflevector(left, right, 0, 2, 8, 10, 4, 6, 12, 14),
+                __builtin_shufflevector(left, right, 1, 3, 9, 11, 5, 7, 13, 15)};
+    }
+}
+
 /// Row i, lane k becomes row k, lane i.
 inline void Transpose(Float4* rows)
 {

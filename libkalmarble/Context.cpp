@@ -1,6 +1,7 @@
 #include "libkalmarble/Context.h"
 
 #include "Kal/KalException.h"
+#include "Kal/KalHrtf.h"
 #include "libkalmarble/Clock.h"
 #include "libkalmarble/LoadControl.h"
 #include "libkalmarble/RoomReverb.h"
@@ -22,8 +23,8 @@ kal::EngineParam EngineParamFrom(const InitParam& param)
     return {.samplingRate = param.samplingRate,
             .numChannels = 2,
             .numThreads = static_cast<std::uint32_t>(param.numThreads),
-            .hrtfData = nullptr,
-            .hrtfDataSize = 0};
+            .hrtfData = kal::hrtfData,
+            .hrtfDataSize = kal::hrtfDataSize};
 }
 
 } // namespace

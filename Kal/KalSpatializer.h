@@ -1,0 +1,127 @@
+#pragma once
+
+#include "Kal/KalConvolver.h"
+#include "Kal/KalInterpolationHelper.h"
+#include "Kal/KalTypes.h"
+
+#include <array>
+#include <atomic>
+#include <memory>
+#include <mutex>
+#include <vector>
+
+namespace kal {
+
+/// Turns mono voices into one binaural stereo signal. A voice's source adds its samples to the input of the measured
+/// direction nearest to it; at the end of a block every direction that is in use convolves its input with its responses
+/// of both ears. So the cost grows with the number of directions in use, not with that of the voices.
+///
+/// Measurements cover the right half of the sphere, azimuth 0 ... 180 degrees. Each direction also serves its mirror
+/// image on the left, with the ears swapped, through an input and a convolver of its own.
+///
+/// A block is BeginRender, any number of Source::Mix, PrepareEndRender, and EndRender for every index below the number
+/// that it returned. Mix of different sources may run at once, and so may EndRender of different indices; the rest is
+/// for one thread, with no other call at the same time.
+class Spatializer : public std::enable_shared_from_this<Spatializer> {
+public:
+    class Source;
+
+    /// [control] Builds the directions of a data set, which is little-endian and packed:
+    ///     "KALHRTFD", int32 rings, then per ring float32 elevation, int32 angles, then per angle float32 azimuth,
+    ///     uint32 length, float32[length] left response, float32[length] right response.
+    /// Elevations ascend, and so do the azimuths of each ring; all are in degrees. Counts below zero are read as zero;
+    /// bytes after the last ring are not looked at. The responses are used as they are at every sampling rate.
+    /// @throws kal::Exception "Invalid KAL HRTF data: wrong signature.", "Invalid KAL HRTF data: file truncated." or
+    /// "Invalid KAL HRTF data: bad data.", the latter for a sample outside -1 ... 1, a length that is not a power of
+    /// two and an elevation or azimuth that is not a number.
+    Spatializer(const void* data, unsigned size, double samplingRate);
+
+    /// [any] True if a direction may have no measurement, because there is no ring or a ring has no angle. Then no
+    /// source may be mixed.
+    bool Empty() const;
+
+    /// [control] A new source, which mixes nothing once the spatializer is gone.
+    /// @throws std::bad_weak_ptr unless the spatializer is owned by a shared pointer.
+    std::shared_ptr<Source> CreateSource();
+
+    /// [render] Starts a block of numFrames frames. Allocates for the longest block so far.
+    void BeginRender(unsigned numFrames);
+
+    /// [render] Gathers the directions that have input or still ring, and returns their number.
+    unsigned PrepareEndRender();
+
+    /// [render] Adds the sound of one of the gathered directions to out, numFrames frames of interleaved stereo.
+    void EndRender(float* out, unsigned index);
+
+private:
+    struct Angle;
+    struct Ring;
+
+    void LoadData(const char* data, unsigned size);
+    const std::shared_ptr<Angle>& Nearest(float azimuth, float elevation) const;
+
+    std::vector<std::shared_ptr<Ring>> rings;
+    InterpolationHelper elevations;
+    unsigned blockSize = 0;
+    std::vector<Angle*> enabledAngles;
+};
+
+/// One measured direction.
+struct Spatializer::Angle {
+    /// The two ways of hearing it, as indices.
+    enum Side : bool { Direct, Mirrored };
+
+    struct Input {
+        std::vector<float> samples;     ///< one block; not defined while used is false
+        std::atomic<bool> used = false; ///< some source wrote into it this block
+    };
+
+    Angle(float degrees, const DualMiniConvolver& convolver) : azimuth(degrees), convolvers{convolver, convolver} {}
+
+    /// [render] Adds samples[i] (gain + i step), i < count, to the frames from offset on of this block's input of a
+    /// side.
+    void Add(Side side, int offset, const float* samples, int count, float gain = 1.0f, float step = 0.0f);
+
+    bool IsActive(Side side) const { return inputs[side].used || convolvers[side].HasOutput(); }
+
+    float azimuth; ///< degrees, 0 ... 180
+    std::array<DualMiniConvolver, 2> convolvers;
+    std::array<Input, 2> inputs;
+    std::mutex clearMutex; ///< held for the first clearing of either input in a block
+    std::array<std::mutex, 2> inputMutexes;
+};
+
+/// The directions of one elevation.
+struct Spatializer::Ring {
+    explicit Ring(float degrees) : elevation(degrees) {}
+
+    float elevation; ///< degrees
+    InterpolationHelper azimuths;
+    std::vector<std::shared_ptr<Angle>> angles;
+};
+
+/// A voice's way into its spatializer. It serves one thread at a time.
+class Spatializer::Source {
+public:
+    explicit Source(std::weak_ptr<Spatializer> owner) : spatializer(std::move(owner)) {}
+
+    /// [render] Adds count >= 0 samples to frames offset ... offset + count - 1 of the block, from the measured
+    /// direction that is nearest to the given one. Angles are in degrees, azimuth clockwise from ahead and of any size,
+    /// elevation upwards and limited to -90 ... 90; what is not a number counts as 0.
+    ///
+    /// A change of direction is a linear crossfade of 128 samples, over as many calls as it takes. A fade under way
+    /// goes on to the direction it began with; the side it fades in on is that of each call.
+    void Mix(const float* input, int offset, int count, float azimuth, float elevation);
+
+    /// [render] As above, with the direction as a vector from the listener, of any length: +x right, +y up, +z ahead.
+    void Mix(const float* input, int offset, int count, const Vector3& direction);
+
+private:
+    std::weak_ptr<Spatializer> spatializer;
+    std::shared_ptr<Angle> current;   ///< null before the first Mix
+    std::shared_ptr<Angle> next;      ///< null but during a fade
+    float fadePosition = 0.0f;        ///< 0 ... 1
+    Angle::Side side = Angle::Direct; ///< on which current is heard
+};
+
+} // namespace kal

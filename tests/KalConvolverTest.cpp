@@ -1,0 +1,259 @@
+#include "Kal/KalConvolver.h"
+
+#include "Kal/KalKernels.h"
+#include "tests/support/Allocations.h"
+#include "tests/support/Convolution.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <numbers>
+#include <random>
+#include <vector>
+
+namespace kal {
+namespace {
+
+using Signal = std::vector<float>;
+
+constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
+constexpr float kInfinity = std::numeric_limits<float>::infinity();
+
+Signal Noise(std::size_t count, unsigned seed)
+{
+    std::mt19937 random(seed);
+    std::uniform_real_distribution<float> uniform(-1.0f, 1.0f);
+    Signal noise(count);
+    for (float& x : noise) x = uniform(random);
+    return noise;
+}
+
+struct Stereo {
+    Signal left, right;
+};
+
+Stereo Through(DualMiniConvolver& convolver, const Signal& input)
+{
+    Stereo output;
+    for (const float x : input) {
+        const auto [left, right] = convolver.Apply(x);
+        output.left.push_back(left);
+        output.right.push_back(right);
+    }
+    return output;
+}
+
+// What float arithmetic leaves of a transform of 2 n values up to 1, whose bins are about the root of n: some units of
+// 6e-8 in its log2(n) steps, and the twiddle step's own rounding, up to 4e-8, which its powers up to n / 2 multiply.
+double Tolerance(int n)
+{
+    return (1e-6 + 2e-8 * n) * std::sqrt(n);
+}
+
+void ExpectNear(const Signal& actual, const std::vector<double>& expected, double tolerance)
+{
+    ASSERT_EQ(actual.size(), expected.size());
+    for (std::size_t i = 0; i < actual.size(); ++i) ASSERT_NEAR(actual[i], expected[i], tolerance) << "at " << i;
+}
+
+// Half the linear convolution, one block late.
+std::vector<double> Expected(const Signal& input, const Signal& response)
+{
+    std::vector<double> expected = test::Convolve(input, response);
+    for (double& y : expected) y *= 0.5;
+    expected.insert(expected.begin(), response.size(), 0.0);
+    expected.resize(input.size());
+    return expected;
+}
+
+/// Every test with every row of kernels.
+class Convolvers : public testing::TestWithParam<const kernels::Row*> {
+protected:
+    Convolvers() { kernels::SelectRow(*GetParam()); }
+    ~Convolvers() override { kernels::SelectRow(selectedBefore); }
+
+private:
+    const kernels::Row& selectedBefore = kernels::SelectedRow();
+};
+
+INSTANTIATE_TEST_SUITE_P(Rows, Convolvers, testing::ValuesIn(kernels::UsableRows()),
+                         [](const auto& row) { return std::string(row.param->name); });
+
+TEST_P(Convolvers, ForwardTransformIsHalvedAndBackwardOneScalesByItsSize)
+{
+    for (const int n : {1, 2, 4, 8, 16, 64, 128, 512}) {
+        SCOPED_TRACE(n);
+        const Signal x = Noise(2 * n, n);
+        RealFFT fft(n);
+        Signal real(n + 1, kNaN), imag(n + 1, kNaN), back(2 * n);
+        fft.ForwardTransform(real.data(), imag.data(), x.data());
+        std::vector<double> expectedReal, expectedImag;
+        for (int k = 0; k <= n; ++k) {
+            double re = 0.0, im = 0.0;
+            for (int i = 0; i < 2 * n; ++i) {
+                const double angle = -std::numbers::pi * (double(i) * k) / n;
+                re += 0.5 * x[i] * std::cos(angle);
+                im += 0.5 * x[i] * std::sin(angle);
+            }
+            expectedReal.push_back(re);
+            expectedImag.push_back(im);
+        }
+        ExpectNear(real, expectedReal, Tolerance(n));
+        ExpectNear(imag, expectedImag, Tolerance(n));
+        EXPECT_EQ(imag[0], 0.0f);
+        EXPECT_EQ(imag[n], 0.0f);
+
+        real[0] += 1.0f; // an offset of one half, and half the highest frequency
+        real[n] += 1.0f;
+        fft.BackwardTransform(back.data(), real.data(), imag.data());
+        std::vector<double> expected(2 * n);
+        for (int i = 0; i < 2 * n; ++i) expected[i] = double(n) * x[i] + (i % 2 == 0 ? 2.0 : 0.0);
+        ExpectNear(back, expected, Tolerance(n) * std::sqrt(n));
+    }
+}
+
+TEST(RealFFTDeathTest, NeedsAPowerOfTwo)
+{
+    EXPECT_DEATH(RealFFT(96), "Kal/KalConvolver.*IsPowerOfTwo\\(size\\)");
+    const Signal response(96);
+    EXPECT_DEATH(DualMiniConvolver(response.data(), response.data(), 96), "IsPowerOfTwo\\(size\\)");
+    EXPECT_DEATH(MiniConvolver(response.data(), 7), "IsPowerOfTwo\\(size\\)");
+}
+
+TEST_P(Convolvers, YieldHalfTheConvolutionOneBlockLate)
+{
+    for (const int n : {1, 2, 4, 8, 32, 128}) {
+        Signal impulse(7 * n, 0.0f), gaps = Noise(9 * n, 3);
+        impulse[n / 2] = 1.0f;
+        std::fill(gaps.begin() + 2 * n, gaps.begin() + 3 * n, 0.0f); // one silent block
+        std::fill(gaps.begin() + 4 * n + n / 2, gaps.begin() + 7 * n + n / 3, 0.0f);
+        for (const Signal& input : {impulse, Noise(6 * n + 1, 2), gaps}) {
+            SCOPED_TRACE(testing::Message() << n << " taps, " << input.size() << " samples");
+            const Signal left = Noise(n, 10), right = Noise(n, 11);
+            DualMiniConvolver dual(left.data(), right.data(), n);
+            MiniConvolver mini(left.data(), n);
+            const Stereo output = Through(dual, input);
+            Signal mono;
+            for (const float x : input) mono.push_back(mini.Apply(x));
+            ExpectNear(output.left, Expected(input, left), Tolerance(n));
+            ExpectNear(output.right, Expected(input, right), Tolerance(n));
+            ExpectNear(mono, Expected(input, left), Tolerance(n));
+        }
+    }
+}
+
+TEST_P(Convolvers, AllRowsAgreeToTheLastBit)
+{
+    for (const int n : {1, 2, 8, 16, 64, 128}) {
+        const Signal left = Noise(n, 1), right = Noise(n, 2), input = Noise(3 * n, 3);
+        DualMiniConvolver convolver(left.data(), right.data(), n), plain = convolver;
+        const Stereo output = Through(convolver, input);
+        kernels::SelectRow(*kernels::UsableRows().front());
+        const Stereo expected = Through(plain, input);
+        kernels::SelectRow(*GetParam());
+        EXPECT_EQ(output.left, expected.left) << n;
+        EXPECT_EQ(output.right, expected.right) << n;
+    }
+}
+
+TEST_P(Convolvers, RunsOfAnyLengthAreWorthAsManySamples)
+{
+    constexpr int n = 32;
+    const Signal left = Noise(n, 1), right = Noise(n, 2);
+    Signal input = Noise(8 * n, 3);
+    std::fill(input.begin() + 2 * n, input.begin() + 5 * n, 0.0f);
+    DualMiniConvolver samplewise(left.data(), right.data(), n), runwise = samplewise;
+    const Stereo expected = Through(samplewise, input);
+    int run = 1;
+    for (int i = 0; i < 8 * n; i += run, run = 1 + run * 7 % 19) {
+        run = std::min({run, runwise.Room(), 8 * n - i});
+        for (int j = 0; j < run; ++j) {
+            ASSERT_EQ(runwise.Output(0)[j], expected.left[i + j]) << i + j;
+            ASSERT_EQ(runwise.Output(1)[j], expected.right[i + j]) << i + j;
+        }
+        const bool silent = std::all_of(&input[i], &input[i] + run, [](float x) { return x == 0.0f; });
+        runwise.Put(silent ? nullptr : &input[i], run);
+    }
+}
+
+TEST_P(Convolvers, OutputIsPendingForOneBlockOfTail)
+{
+    constexpr int n = 16;
+    const Signal response = Noise(n, 1);
+    struct Case {
+        float x;
+        bool singleSample, soundsApplied, soundsPut;
+    };
+    for (const Case c : {Case{1.0f, true, true, true}, Case{0.0f, true, false, false}, Case{1.1e-10f, true, true, true},
+                         Case{0.9e-10f, true, true, false}, Case{-1.0f, false, true, true}}) {
+        SCOPED_TRACE(c.x);
+        DualMiniConvolver applied(response.data(), response.data(), n), put = applied;
+        EXPECT_FALSE(applied.HasOutput());
+        Signal block(n, c.singleSample ? 0.0f : c.x);
+        block[n - 1] = c.x;
+        const Signal silence(n, 0.0f);
+        for (const Signal& input : {block, silence}) {
+            Through(applied, input);
+            put.Put(input.data(), n);
+            EXPECT_EQ(applied.HasOutput(), c.soundsApplied);
+            EXPECT_EQ(put.HasOutput(), c.soundsPut);
+        }
+        Through(applied, silence);
+        put.Put(nullptr, n);
+        EXPECT_FALSE(applied.HasOutput());
+        EXPECT_FALSE(put.HasOutput());
+    }
+}
+
+TEST_P(Convolvers, NonFiniteInputIsGoneTwoBlocksLater)
+{
+    constexpr int n = 64;
+    const Signal left = Noise(n, 1), right = Noise(n, 2);
+    for (const float bad : {kNaN, kInfinity, -kInfinity, std::numeric_limits<float>::max()}) {
+        for (const bool silentAfterwards : {false, true}) {
+            SCOPED_TRACE(testing::Message() << bad << silentAfterwards);
+            Signal input = Noise(8 * n, 4);
+            if (silentAfterwards) std::fill(input.begin() + 2 * n, input.end(), 0.0f);
+            const std::vector<double> expected = Expected(input, left);
+            input[n + 5] = bad;
+            DualMiniConvolver convolver(left.data(), right.data(), n);
+            const Stereo output = Through(convolver, input);
+            for (int i = 0; i < 8 * n; ++i) {
+                const bool mayBeBad = i / n == 2 || i / n == 3;
+                if (mayBeBad) continue;
+                ASSERT_NEAR(output.left[i], expected[i], 1e-5) << i;
+                ASSERT_TRUE(std::isfinite(output.right[i])) << i;
+            }
+            if (std::isnan(bad)) {
+                EXPECT_TRUE(std::isnan(output.left[3 * n - 1])); // not hidden either
+            }
+            EXPECT_EQ(convolver.HasOutput(), !silentAfterwards);
+        }
+    }
+}
+
+TEST_P(Convolvers, CopiesAreDeepAndNothingAllocatesAfterwards)
+{
+    constexpr int n = 32;
+    const Signal left = Noise(n, 1), right = Noise(n, 2), start = Noise(n + 7, 3), one = Noise(3 * n, 4);
+    auto original = std::make_unique<DualMiniConvolver>(left.data(), right.data(), n);
+    Through(*original, start);
+    DualMiniConvolver copy = *original;
+    const Signal silence(n);
+    Through(*original, silence);
+    original.reset();
+
+    Signal both = start;
+    both.insert(both.end(), one.begin(), one.end());
+    const std::uint64_t before = test::AllocationsSoFar().count;
+    Signal heard(one.size());
+    const std::uint64_t ownAllocations = test::AllocationsSoFar().count - before;
+    for (std::size_t i = 0; i < one.size(); ++i) heard[i] = copy.Apply(one[i]).second;
+    EXPECT_EQ(test::AllocationsSoFar().count - before, ownAllocations);
+    const std::vector<double> expected = Expected(both, right);
+    ExpectNear(heard, {expected.begin() + static_cast<std::ptrdiff_t>(start.size()), expected.end()}, 1e-5);
+}
+
+} // namespace
+} // namespace kal

@@ -1,0 +1,465 @@
+#include "Kal/KalSpatializer.h"
+
+#include "Kal/KalHrtf.h"
+#include "tests/support/Allocations.h"
+#include "tests/support/Convolution.h"
+#include "tests/support/HrtfSet.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <numbers>
+#include <random>
+#include <thread>
+
+namespace kal {
+namespace {
+
+using Signal = std::vector<float>;
+using test::HrtfAngle;
+using test::HrtfSet;
+
+constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
+constexpr float kInfinity = std::numeric_limits<float>::infinity();
+
+std::shared_ptr<Spatializer> Loaded(const HrtfSet& set)
+{
+    const std::string bytes = Bytes(set);
+    return std::make_shared<Spatializer>(bytes.data(), static_cast<unsigned>(bytes.size()), 44100.0);
+}
+
+std::shared_ptr<Spatializer> Shipped()
+{
+    return std::make_shared<Spatializer>(hrtfData, hrtfDataSize, 44100.0);
+}
+
+// One block: mix() calls the sources. The result is interleaved.
+template<class Mix>
+Signal Render(Spatializer& spatializer, int frames, Mix mix)
+{
+    spatializer.BeginRender(frames);
+    mix();
+    Signal out(2 * frames);
+    const unsigned parts = spatializer.PrepareEndRender();
+    for (unsigned part = 0; part < parts; ++part) spatializer.EndRender(out.data(), part);
+    return out;
+}
+
+Signal Silence(Spatializer& spatializer, int frames)
+{
+    return Render(spatializer, frames, [] {});
+}
+
+void Append(Signal& signal, const Signal& more)
+{
+    signal.insert(signal.end(), more.begin(), more.end());
+}
+
+// Each direction is a single tap of its own level, on the left alone, so that a sample tells where it was heard.
+HrtfSet Levels()
+{
+    const auto angle = [](float azimuth, float level) { return HrtfAngle{azimuth, {level}, {0.0f}}; };
+    return {{-30.0f, {angle(0.0f, 0.1f), angle(180.0f, 0.2f)}},
+            {0.0f, {angle(0.0f, 0.3f), angle(30.0f, 0.4f), angle(90.0f, 0.5f), angle(180.0f, 0.6f)}},
+            {90.0f, {angle(0.0f, 0.7f)}}};
+}
+
+TEST(Spatializer, ChoosesTheNearestDirectionAndItsSide)
+{
+    struct Case {
+        float azimuth, elevation, level;
+        bool mirrored;
+    };
+    for (const Case c : {Case{0, 0, 0.3f, false},       {-1, 0, 0.3f, true},         {14.9f, 0, 0.3f, false},
+                         {15, 0, 0.4f, false},          {-30, 0, 0.4f, true},        {330, 0, 0.4f, true},
+                         {390, 0, 0.4f, false},         {-750, 0, 0.4f, true},       {190, 0, 0.6f, true},
+                         {170, 0, 0.6f, false},         {180, 0, 0.6f, true},        {-180, 0, 0.6f, true},
+                         {540, 0, 0.6f, true},          {90, -14, 0.5f, false},      {90, -15, 0.5f, false},
+                         {90, -16, 0.2f, false},        {89, -16, 0.1f, false},      {30, 44, 0.4f, false},
+                         {30, 45, 0.7f, false},         {-170, 95, 0.7f, true},      {-170, -1e9f, 0.2f, true},
+                         {kNaN, 0, 0.3f, false},        {-30, kNaN, 0.4f, true},     {kInfinity, 0, 0.3f, false},
+                         {-kInfinity, 90, 0.7f, false}, {30, kInfinity, 0.7f, false}}) {
+        SCOPED_TRACE(testing::Message() << c.azimuth << ", " << c.elevation);
+        const auto spatializer = Loaded(Levels());
+        const auto source = spatializer->CreateSource();
+        const float one = 1.0f;
+        Signal out = Render(*spatializer, 1, [&] { source->Mix(&one, 0, 1, c.azimuth, c.elevation); });
+        EXPECT_EQ(out, Signal(2)) << "the convolver's block of delay";
+        out = Silence(*spatializer, 1);
+        EXPECT_NEAR(out[c.mirrored ? 1 : 0], 0.5f * c.level, 1e-6f);
+        EXPECT_EQ(out[c.mirrored ? 0 : 1], 0.0f);
+    }
+}
+
+TEST(Spatializer, ReadsDirectionsAsRightUpAndAhead)
+{
+    struct Case {
+        Vector3 direction;
+        float level;
+        bool mirrored;
+    };
+    for (const Case c : {Case{{0, 0, 0}, 0.3f, false},
+                         {{0, 0, 7}, 0.3f, false},
+                         {{-0.0f, 0, -7}, 0.6f, true},
+                         {{0, 0, -7}, 0.6f, true}, // 180 degrees becomes -180
+                         {{3, 0, 0}, 0.5f, false},
+                         {{-3, 0, 0}, 0.5f, true},
+                         {{1, 0, 2}, 0.4f, false}, // 26.6 degrees
+                         {{0, 5, 0}, 0.7f, false},
+                         {{0, -5, 0}, 0.1f, false},
+                         {{0, 5, -4.9f}, 0.7f, true}, // 45.6 degrees up
+                         {{0, -4, -10}, 0.2f, true},  // 21.8 degrees down
+                         {{kNaN, 0, 1}, 0.3f, false},
+                         {{1e30f, 1e30f, 1e30f}, 0.4f, false}}) {
+        SCOPED_TRACE(testing::Message() << c.direction.x << ", " << c.direction.y << ", " << c.direction.z);
+        const auto spatializer = Loaded(Levels());
+        const auto source = spatializer->CreateSource();
+        const float one = 1.0f;
+        Render(*spatializer, 1, [&] { source->Mix(&one, 0, 1, c.direction); });
+        const Signal out = Silence(*spatializer, 1);
+        EXPECT_NEAR(out[c.mirrored ? 1 : 0], 0.5f * c.level, 1e-6f);
+        EXPECT_EQ(out[c.mirrored ? 0 : 1], 0.0f);
+    }
+}
+
+TEST(Spatializer, EveryDirectionOfTheShippedSetSoundsAsMeasured)
+{
+    const HrtfSet set = test::Values(hrtfData);
+    constexpr int taps = 128, at = 3;
+    for (const int frames : {512, 1, 100, 128, 1000}) {
+        const auto spatializer = Shipped();
+        // Odd strides reach all rings, and both ends of some; the whole grid is for one block size.
+        int stride = frames == 512 ? 1 : 23, index = 0;
+        for (const auto& ring : set) {
+            for (const auto& angle : ring.angles) {
+                for (const bool mirrored : {false, true}) {
+                    // There is no left of straight ahead, and straight behind is always left.
+                    const float azimuth = mirrored && angle.azimuth == 0.0f      ? -0.01f
+                                          : !mirrored && angle.azimuth == 180.0f ? 179.9f
+                                          : mirrored                             ? -angle.azimuth
+                                                                                 : angle.azimuth;
+                    if (index++ % stride != 0) continue;
+                    SCOPED_TRACE(testing::Message() << frames << ": " << ring.elevation << ", " << azimuth);
+                    const auto source = spatializer->CreateSource();
+                    Signal heard;
+                    for (int start = 0; start < at + 3 * taps; start += frames) {
+                        Append(heard, Render(*spatializer, frames, [&] {
+                                   Signal input(frames);
+                                   if (at >= start && at < start + frames) input[at - start] = 1.0f;
+                                   source->Mix(input.data(), 0, frames, azimuth, ring.elevation);
+                               }));
+                    }
+                    const Signal &first = mirrored ? angle.right : angle.left,
+                                 &second = mirrored ? angle.left : angle.right;
+                    for (int i = 0; i < at + 3 * taps; ++i) {
+                        const int tap = i - at - taps;
+                        const bool inside = tap >= 0 && tap < taps;
+                        ASSERT_NEAR(heard[2 * i], inside ? 0.5f * first[tap] : 0.0f, 3e-6f) << i;
+                        ASSERT_NEAR(heard[2 * i + 1], inside ? 0.5f * second[tap] : 0.0f, 3e-6f) << i;
+                    }
+                    Silence(*spatializer, 2 * taps);
+                    EXPECT_EQ(spatializer->PrepareEndRender(), 0u);
+                }
+            }
+        }
+    }
+}
+
+TEST(Spatializer, AllSidesAtOnceSuperpose)
+{
+    const HrtfSet set = test::Values(hrtfData);
+    constexpr int frames = 96, blocks = 5;
+    const auto spatializer = Shipped();
+    std::mt19937 random(7);
+    std::uniform_real_distribution<float> uniform(-1.0f, 1.0f);
+
+    struct Voice {
+        std::shared_ptr<Spatializer::Source> source;
+        Signal input;
+        float azimuth, elevation;
+    };
+    std::vector<Voice> voices;
+    std::vector<double> expected(2 * frames * blocks);
+    for (const auto& ring : set) {
+        for (const auto& angle : ring.angles) {
+            for (const bool mirrored : {false, true}) {
+                Signal input(frames * blocks);
+                for (float& x : input) x = uniform(random);
+                const std::vector<double> left = test::Convolve(input, mirrored ? angle.right : angle.left);
+                const std::vector<double> right = test::Convolve(input, mirrored ? angle.left : angle.right);
+                for (int i = 128; i < frames * blocks; ++i) {
+                    expected[2 * i] += 0.5 * left[i - 128];
+                    expected[2 * i + 1] += 0.5 * right[i - 128];
+                }
+                const float azimuth = std::clamp(angle.azimuth, 0.01f, 179.9f);
+                voices.push_back(
+                    {spatializer->CreateSource(), std::move(input), mirrored ? -azimuth : azimuth, ring.elevation});
+            }
+        }
+    }
+    for (int block = 0; block < blocks; ++block) {
+        const Signal out = Render(*spatializer, frames, [&] {
+            for (const Voice& voice : voices)
+                voice.source->Mix(&voice.input[block * frames], 0, frames, voice.azimuth, voice.elevation);
+        });
+        EXPECT_EQ(spatializer->PrepareEndRender(), 368u);
+        // 736 voices of level 0.3 add up to some tens, in float.
+        for (int i = 0; i < 2 * frames; ++i) ASSERT_NEAR(out[i], expected[2 * frames * block + i], 2e-4) << block;
+    }
+}
+
+// Two directions a tap each: what is heard on the left and right of the first and second is the gain of either.
+HrtfSet GainMeter()
+{
+    return {{0.0f, {{0.0f, {1.0f}, {0.0f}}, {90.0f, {0.0f}, {0.5f}}}}};
+}
+
+TEST(SpatializerSource, FadesOverToANewDirectionIn128Samples)
+{
+    const Signal ones(1000, 1.0f);
+    for (const int run : {1, 7, 64, 100, 127, 128, 129, 500}) {
+        SCOPED_TRACE(run);
+        const auto spatializer = Loaded(GainMeter());
+        const auto source = spatializer->CreateSource();
+        Signal heard;
+        constexpr int before = 10;
+        Append(heard, Render(*spatializer, before, [&] { source->Mix(ones.data(), 0, before, 0.0f, 0.0f); }));
+        for (int i = 0; i < 300; i += run)
+            Append(heard, Render(*spatializer, run, [&] { source->Mix(ones.data(), 0, run, 90.0f, 0.0f); }));
+        for (int i = 0; i < 300; ++i) {
+            const float fade = std::clamp(static_cast<float>(i - before) / 128.0f, 0.0f, 1.0f); // exact
+            ASSERT_EQ(heard[2 * (i + 1)], 0.5f * (1.0f - fade)) << i;
+            ASSERT_EQ(heard[2 * (i + 1) + 1], 0.25f * fade) << i;
+        }
+    }
+}
+
+TEST(SpatializerSource, AFadeKeepsItsAimAndTakesEachCallsSide)
+{
+    const Signal ones(512, 1.0f);
+    const auto spatializer = Loaded({{0.0f,
+                                      {{0.0f, {1.0f}, {0.0f}}, // heard on the left, or on the right when mirrored
+                                       {90.0f, {0.5f}, {0.0f}},
+                                       {180.0f, {0.25f}, {0.0f}}}}});
+    const auto source = spatializer->CreateSource();
+    const auto mix = [&](int offset, int count, float azimuth) { source->Mix(ones.data(), offset, count, azimuth, 0); };
+    Signal heard = Render(*spatializer, 512, [&] {
+        mix(0, 16, 1);     // no fade at the start
+        mix(16, 32, 90);   // a fade to 90 begins
+        mix(48, 32, -179); // and goes on there, though mirrored
+        mix(80, 64, 1);    // to its end, exactly
+        mix(144, 16, -90); // which this call notices: it takes over the fade's aim on its own side
+        mix(160, 96, 90);  // the same direction unmirrored: a fade from side to side
+        mix(256, 64, 90);
+        mix(320, 192, 90);
+    });
+    Append(heard, Silence(*spatializer, 1));
+
+    for (int i = 0; i < 512; ++i) {
+        const auto ramp = [&](int start) { return std::clamp(static_cast<float>(i - start) / 128.0f, 0.0f, 1.0f); };
+        float left = 0.0f, right = 0.0f;
+        if (i < 144) {
+            left = 1.0f - ramp(16);
+            (i >= 48 && i < 80 ? right : left) += 0.5f * ramp(16);
+        } else if (i < 160) {
+            right = 0.5f;
+        } else {
+            right = 0.5f * (1.0f - ramp(160));
+            left = 0.5f * ramp(160);
+        }
+        ASSERT_EQ(heard[2 * (i + 1)], 0.5f * left) << i;
+        ASSERT_EQ(heard[2 * (i + 1) + 1], 0.5f * right) << i;
+    }
+}
+
+// A sine goes round the head once a second, a new direction every 256 frames. With x the input, g the fade and d the
+// difference of two neighbouring responses, the output is h * x + d * (g x). Its second difference, for x of amplitude
+// 1 and frequency w, is at most |H(w)| w^2 + sum |d| (w^2 + 2 w / 128) + max |d| / 128, the last term from the ramp's
+// corners. A jump of g instead gives up to sum |d|.
+TEST(SpatializerSource, SweepsRoundTheHeadWithoutAClick)
+{
+    constexpr int frames = 256;
+    constexpr double rate = 44100.0, w = 2.0 * std::numbers::pi * 200.0 / rate;
+    double response = 0.0, sum = 0.0, peak = 0.0;
+    const std::vector<HrtfAngle> angles = test::Values(hrtfData)[4].angles;
+    for (std::size_t i = 0; i < angles.size(); ++i) {
+        for (const auto side : {&HrtfAngle::left, &HrtfAngle::right}) {
+            const Signal &h = angles[i].*side, &other = angles[std::min(i + 1, angles.size() - 1)].*side;
+            double re = 0.0, im = 0.0, total = 0.0;
+            for (std::size_t k = 0; k < h.size(); ++k) {
+                re += h[k] * std::cos(w * double(k));
+                im += h[k] * std::sin(w * double(k));
+                total += std::fabs(h[k] - other[k]);
+                peak = std::max(peak, std::fabs(double(h[k]) - other[k]));
+            }
+            response = std::max(response, std::hypot(re, im));
+            sum = std::max(sum, total);
+        }
+    }
+    const double bound = 0.5 * (response * w * w + sum * (w * w + 2.0 * w / 128.0) + peak / 128.0) + 1e-5;
+
+    const auto roughness = [&](bool fades) {
+        const auto spatializer = Shipped();
+        auto source = spatializer->CreateSource();
+        Signal heard;
+        for (int start = 0; start < 44100; start += frames) {
+            if (!fades) source = spatializer->CreateSource(); // which begins wherever it is first heard
+            Signal input(frames);
+            for (int i = 0; i < frames; ++i) input[i] = static_cast<float>(std::sin(w * (start + i)));
+            const auto azimuth = static_cast<float>(360.0 * start / rate);
+            Append(heard, Render(*spatializer, frames, [&] { source->Mix(input.data(), 0, frames, azimuth, 0.0f); }));
+        }
+        double roughest = 0.0;
+        for (std::size_t i = 2 * 260; i < heard.size() - 4; ++i) // past the onset
+            roughest = std::max(roughest, std::fabs(double(heard[i + 4]) - 2.0 * heard[i + 2] + heard[i]));
+        return roughest;
+    };
+    EXPECT_LT(roughness(true), bound);
+    EXPECT_GT(roughness(false), 2.0 * bound);
+}
+
+TEST(Spatializer, ABlockHoldsNothingOfTheOneBefore)
+{
+    const auto spatializer = Loaded(GainMeter());
+    const auto one = spatializer->CreateSource(), two = spatializer->CreateSource();
+    const Signal ones(64, 1.0f);
+    Render(*spatializer, 64, [&] { one->Mix(ones.data(), 0, 64, 0.0f, 0.0f); });
+    Signal heard = Render(*spatializer, 32, [&] {
+        one->Mix(ones.data(), 8, 4, 0.0f, 0.0f);
+        two->Mix(ones.data(), 10, 4, 0.0f, 0.0f);
+    });
+    Append(heard, Render(*spatializer, 64, [&] { one->Mix(ones.data(), 60, 4, 0.0f, 0.0f); }));
+    Append(heard, Silence(*spatializer, 64));
+    const float levels[] = {0.0f, 0.5f, 1.0f};
+    for (int i = 0; i < 128; ++i) {
+        const int voices = (i >= 8 && i < 12) + (i >= 10 && i < 14) + (i >= 32 + 60 && i < 32 + 64);
+        ASSERT_EQ(heard[2 * (i + 1)], levels[voices]) << i;
+    }
+}
+
+TEST(Spatializer, ADirectionStaysEnabledWhileItRings)
+{
+    const HrtfSet set = {{0.0f, {{0.0f, {0.1f, 0.2f, 0.3f, 0.4f}, {0.1f, 0.2f, 0.3f, 0.4f}}, {90.0f, {1.0f}, {1.0f}}}}};
+    struct Case {
+        float level;
+        unsigned afterwards;
+    };
+    for (const Case c : {Case{1.0f, 1}, Case{1.1e-10f, 1}, Case{0.9e-10f, 0}, Case{0.0f, 0}}) {
+        SCOPED_TRACE(c.level);
+        const auto spatializer = Loaded(set);
+        const auto source = spatializer->CreateSource();
+        const Signal input(4, c.level);
+        Render(*spatializer, 4, [&] {
+            source->Mix(input.data(), 0, 4, 0.0f, 0.0f);
+            EXPECT_EQ(spatializer->PrepareEndRender(), 1u); // it has input, whatever the level
+        });
+        EXPECT_EQ(spatializer->PrepareEndRender(), 1u);
+        Silence(*spatializer, 3);
+        EXPECT_EQ(spatializer->PrepareEndRender(), c.afterwards);
+        Silence(*spatializer, 4);
+        EXPECT_EQ(spatializer->PrepareEndRender(), c.afterwards);
+        Silence(*spatializer, 4);
+        EXPECT_EQ(spatializer->PrepareEndRender(), 0u);
+    }
+}
+
+TEST(Spatializer, NonFiniteSamplesAreGoneWithinTwoBlocks)
+{
+    const auto spatializer = Shipped();
+    const auto source = spatializer->CreateSource();
+    Signal input(512, 0.5f);
+    for (const float bad : {kNaN, kInfinity, -kInfinity}) {
+        input[200] = bad;
+        Render(*spatializer, 512, [&] { source->Mix(input.data(), 0, 512, 20.0f, 0.0f); });
+        input[200] = 0.5f;
+        const auto mix = [&] { source->Mix(input.data(), 0, 512, 20.0f, 0.0f); };
+        Render(*spatializer, 512, mix);
+        for (const float y : Render(*spatializer, 512, mix)) ASSERT_TRUE(std::isfinite(y));
+    }
+    for (int i = 0; i < 2; ++i) Silence(*spatializer, 512);
+    EXPECT_EQ(spatializer->PrepareEndRender(), 0u);
+}
+
+TEST(Spatializer, ThreadsMayMixIntoOneDirectionAndFinishSeveral)
+{
+    constexpr int threads = 4, voices = 8, frames = 64, blocks = 50;
+    const auto spatializer = Loaded(GainMeter());
+    std::vector<std::shared_ptr<Spatializer::Source>> sources(threads * voices);
+    for (auto& source : sources) source = spatializer->CreateSource();
+    const Signal ones(frames, 1.0f);
+    const auto parallel = [](auto job) {
+        std::vector<std::thread> workers;
+        for (int worker = 0; worker < threads; ++worker) workers.emplace_back(job, worker);
+        for (std::thread& worker : workers) worker.join();
+    };
+    for (int block = 0; block < blocks; ++block) {
+        spatializer->BeginRender(frames);
+        parallel([&](int worker) {
+            for (int voice = 0; voice < voices; ++voice)
+                sources[worker * voices + voice]->Mix(ones.data(), 0, frames, voice % 2 == 0 ? 1.0f : -90.0f, 0.0f);
+        });
+        const unsigned parts = spatializer->PrepareEndRender();
+        ASSERT_EQ(parts, 2u);
+        Signal outs[threads];
+        parallel([&](int worker) {
+            outs[worker].resize(2 * frames);
+            for (unsigned part = worker; part < parts; part += threads)
+                spatializer->EndRender(outs[worker].data(), part);
+        });
+        for (int i = block == 0 ? 1 : 0; i < frames; ++i) {
+            float left = 0.0f;
+            for (const Signal& out : outs) left += out[2 * i];
+            // Half of the voices at 0.5, the other half at 0.25 through the second direction's swapped right ear.
+            ASSERT_EQ(left, 0.75f * threads * voices / 2.0f) << block << ", " << i;
+        }
+    }
+}
+
+TEST(Spatializer, AllocatesNothingOnceWarm)
+{
+    const auto spatializer = Shipped();
+    std::vector<std::shared_ptr<Spatializer::Source>> sources(50);
+    for (auto& source : sources) source = spatializer->CreateSource();
+    const Signal input(700, 0.5f);
+    Signal out(2 * 700);
+    std::uint64_t before = 0;
+    for (int block = 0; block < 60; ++block) {
+        if (block == 1) before = test::AllocationsSoFar().count; // the longest block is behind us
+        const int frames = block == 0 ? 700 : 1 + block * 97 % 700;
+        spatializer->BeginRender(frames);
+        for (std::size_t i = 0; i < sources.size(); ++i) {
+            const auto turn = static_cast<float>(7 * block + 31 * static_cast<int>(i));
+            sources[i]->Mix(input.data(), 0, frames, turn, std::fmod(turn, 140.0f) - 50.0f);
+        }
+        const unsigned parts = spatializer->PrepareEndRender();
+        for (unsigned part = 0; part < parts; ++part) spatializer->EndRender(out.data(), part);
+    }
+    EXPECT_GT(before, 0u) << "what was built has been counted";
+    EXPECT_EQ(test::AllocationsSoFar().count, before);
+}
+
+TEST(SpatializerSource, NeedsItsSpatializer)
+{
+    const std::string bytes = Bytes(GainMeter());
+    Spatializer unowned(bytes.data(), static_cast<unsigned>(bytes.size()), 44100.0);
+    EXPECT_THROW(unowned.CreateSource(), std::bad_weak_ptr);
+
+    auto spatializer = Loaded(GainMeter());
+    const auto source = spatializer->CreateSource();
+    const Signal ones(16, 1.0f);
+    Render(*spatializer, 16, [&] { source->Mix(ones.data(), 0, 16, 0.0f, 0.0f); });
+    spatializer.reset();
+    source->Mix(ones.data(), 0, 16, 0.0f, 0.0f); // nowhere to go
+}
+
+TEST(SpatializerDeathTest, EndRenderKnowsItsParts)
+{
+    const auto spatializer = Loaded(GainMeter());
+    Silence(*spatializer, 1);
+    float out[2] = {};
+    EXPECT_DEATH(spatializer->EndRender(out, 0), "Kal/KalSpatializer.*index < enabledAngles.size\\(\\)");
+}
+
+} // namespace
+} // namespace kal

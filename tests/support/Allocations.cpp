@@ -1,0 +1,53 @@
+#include "tests/support/Allocations.h"
+
+#include <cstdlib>
+#include <new>
+
+namespace {
+
+thread_local kal::test::Allocations allocations;
+
+void Count(std::size_t size)
+{
+    ++allocations.count;
+    allocations.bytes += size;
+}
+
+} // namespace
+
+kal::test::Allocations kal::test::AllocationsSoFar()
+{
+    return allocations;
+}
+
+#ifdef __has_feature
+#define KAL_THREAD_SANITIZER __has_feature(thread_sanitizer)
+#else
+#define KAL_THREAD_SANITIZER 0
+#endif
+
+#if KAL_THREAD_SANITIZER
+// Its own operators cannot be replaced, but they report.
+#include <sanitizer/allocator_interface.h>
+
+[[maybe_unused]] static const int installed = __sanitizer_install_malloc_and_free_hooks(
+    [](const volatile void*, std::size_t size) { Count(size); }, [](const volatile void*) {});
+#else
+// The array and nothrow forms of the standard library end up here too.
+void* operator new(std::size_t size)
+{
+    Count(size);
+    if (void* memory = std::malloc(size > 0 ? size : 1)) return memory;
+    throw std::bad_alloc();
+}
+
+void operator delete(void* memory) noexcept
+{
+    std::free(memory);
+}
+
+void operator delete(void* memory, std::size_t) noexcept
+{
+    std::free(memory);
+}
+#endif
