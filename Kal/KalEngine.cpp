@@ -42,6 +42,14 @@ Engine::Engine(const EngineParam& engineParam)
       threadLocalBuffers(engineParam.numThreads),
       param(engineParam)
 {
+    if (param.hrtfData) {
+        spatializer = std::make_shared<Spatializer>(param.hrtfData, param.hrtfDataSize, param.samplingRate);
+        if (spatializer->Empty()) spatializer = nullptr;
+    }
+    float kernel[128];
+    for (int i = 0; i < 128; ++i)
+        kernel[i] = std::sin(((static_cast<float>(i) * std::numbers::pi_v<float>)*2.0f * 0.0078125f) * 2.0f);
+    for (int i = 0; i < 4; ++i) convolvers.push_back(std::make_unique<MiniConvolver>(kernel, 128));
 }
 
 // A block that another thread is rendering ends before anything is released.

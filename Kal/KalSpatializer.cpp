@@ -69,6 +69,13 @@ unsigned Spatializer::PrepareEndRender()
     return static_cast<unsigned>(enabledAngles.size());
 }
 
+unsigned Spatializer::NumActiveSides() const
+{
+    unsigned sides = 0;
+    for (const Angle* angle : enabledAngles) sides += angle->IsActive(Angle::Direct) + angle->IsActive(Angle::Mirrored);
+    return sides;
+}
+
 void Spatializer::EndRender(float* out, unsigned index)
 {
     KAL_ASSERT(kSource, index < enabledAngles.size());

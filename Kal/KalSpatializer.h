@@ -50,6 +50,9 @@ public:
     /// [render] Gathers the directions that have input or still ring, and returns their number.
     unsigned PrepareEndRender();
 
+    /// [render] How many sides of directions had input in this block or still ring: what EndRender's cost grows with.
+    unsigned NumActiveSides() const;
+
     /// [render] Adds the sound of one of the gathered directions to out, numFrames frames of interleaved stereo.
     void EndRender(float* out, unsigned index);
 
