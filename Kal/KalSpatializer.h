@@ -81,9 +81,9 @@ struct Spatializer::Angle {
 
     Angle(float degrees, const DualMiniConvolver& convolver) : azimuth(degrees), convolvers{convolver, convolver} {}
 
-    /// [render] Adds samples[i] (gain + i step), i < count, to the frames from offset on of this block's input of a
-    /// side.
-    void Add(Side side, int offset, const float* samples, int count, float gain = 1.0f, float step = 0.0f);
+    /// [render] Adds samples[i], or samples[i] (gain + i step) when there is a step, i < count, to the frames from
+    /// offset on of this block's input of a side.
+    void Add(Side side, int offset, const float* samples, int count, float gain = 0.0f, float step = 0.0f);
 
     bool IsActive(Side side) const { return inputs[side].used || convolvers[side].HasOutput(); }
 

@@ -12,7 +12,7 @@ constexpr float kDegrees = 57.295776f; // per radian; not the nearest float but 
 
 } // namespace
 
-void Spatializer::Angle::Add(Side side, int offset, const float* samples, int count, float gain, float step)
+void Spatializer::Angle::Add(Side side, int offset, const float* __restrict samples, int count, float gain, float step)
 {
     if (count <= 0) return;
     Input& input = inputs[side];
@@ -24,7 +24,11 @@ void Spatializer::Angle::Add(Side side, int offset, const float* samples, int co
         }
     }
     const std::lock_guard lock(inputMutexes[side]);
-    float* out = input.samples.data() + offset;
+    float* __restrict out = input.samples.data() + offset;
+    if (step == 0.0f) {
+        for (int i = 0; i < count; ++i) out[i] += samples[i];
+        return;
+    }
     // The gains of a fade are multiples of 1/128 up to 1 and exact in float: a product of the step is what adding up
     // the step yields, and there is no chain from one sample to the next.
     for (int i = 0; i < count; ++i) out[i] += samples[i] * (gain + static_cast<float>(i) * step);
