@@ -19,7 +19,11 @@ std::atomic<const Row*>& Selection()
 std::vector<const Row*> UsableRows()
 {
     std::vector<const Row*> rows{&kSse2Row};
+    // In a 32-bit program all SSE code runs up to four times slower once 8-lane code has run, and its eight registers
+    // are too few for wide lanes anyway.
+#ifdef __x86_64__
     if (__builtin_cpu_supports("avx2")) rows.push_back(&kAvx2Row);
+#endif
     return rows;
 }
 

@@ -5,21 +5,9 @@
 
 namespace kal::kernels {
 
-namespace {
-
-// The mixing matrix needs sixteen registers; the eight of a 32-bit program spill so much that wide lanes are a quarter
-// slower.
-#ifdef __x86_64__
-using NetworkLanes = Float8;
-#else
-using NetworkLanes = Float4;
-#endif
-
-} // namespace
-
 constexpr Row kAvx2Row{"AVX2",
                        kNumLanes<Float8>,
-                       AdvanceNetwork<NetworkLanes>,
+                       AdvanceNetwork<Float8>,
                        {Resample<Float8, std::uint8_t>, Resample<Float8, std::int16_t>, Resample<Float8, float>},
                        Lowpass<Float8>,
                        AddRamped<Float8>,

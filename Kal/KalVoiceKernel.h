@@ -53,19 +53,6 @@ inline V LoadElements(const float* from)
     return Load<V>(from);
 }
 
-inline float ElementValue(std::int16_t e)
-{
-    return e;
-}
-inline float ElementValue(std::uint8_t e)
-{
-    return e - 128.0f;
-}
-inline float ElementValue(float e)
-{
-    return e;
-}
-
 inline float ElementScale(std::int16_t)
 {
     return 0x1p-15f;
@@ -79,14 +66,55 @@ inline float ElementScale(float)
     return 1.0f;
 }
 
-// Lane k becomes from[index[k]], for indices within kWindow lanes. A window of a group and one more suffices while the
-// step is not above the number of windows; without a permutation by variable index there is none.
+template<class V>
+struct Neighbours {
+    V first, second;
+};
+
+// The two elements from from[index[k]] on, in lane k, by one load a lane that fetches both.
+template<class V>
+inline Neighbours<V> LoadPairs(const std::int16_t* from, typename LaneTypes<V>::Int index)
+{
+    typename LaneTypes<V>::Int pairs;
+    for (int k = 0; k < kNumLanes<V>; ++k) {
+        std::int32_t pair;
+        __builtin_memcpy(&pair, from + index[k], sizeof pair);
+        pairs[k] = pair;
+    }
+    return {__builtin_convertvector((pairs << 16) >> 16, V), __builtin_convertvector(pairs >> 16, V)};
+}
+
+template<class V>
+inline Neighbours<V> LoadPairs(const std::uint8_t* from, typename LaneTypes<V>::Int index)
+{
+    typename LaneTypes<V>::Int pairs;
+    for (int k = 0; k < kNumLanes<V>; ++k) {
+        std::uint16_t pair;
+        __builtin_memcpy(&pair, from + index[k], sizeof pair);
+        pairs[k] = pair;
+    }
+    return {__builtin_convertvector((pairs & 255) - 128, V), __builtin_convertvector((pairs >> 8) - 128, V)};
+}
+
+template<class V>
+inline Neighbours<V> LoadPairs(const float* from, typename LaneTypes<V>::Int index)
+{
+    Neighbours<V> pairs;
+    for (int k = 0; k < kNumLanes<V>; ++k) {
+        pairs.first[k] = from[index[k]];
+        pairs.second[k] = from[index[k] + 1];
+    }
+    return pairs;
+}
+
+// The same by whole loads, where an index can permute lanes: every index lies within `windows` groups of lanes, which
+// is so while the step is not above `windows`.
 #ifdef __AVX2__
 template<class V>
 inline constexpr int kMaxWindows = 2;
 
-template<int windows, class V, class Element>
-requires(windows > 0) inline V Pick(const Element* from, typename LaneTypes<V>::Int index)
+template<int windows, class Element>
+inline Float8 Permuted(const Element* from, LaneTypes<Float8>::Int index)
 {
     const Float8 low = __builtin_ia32_permvarsf256(LoadElements<Float8>(from), index);
     if constexpr (windows == 1) return low;
@@ -96,15 +124,8 @@ requires(windows > 0) inline V Pick(const Element* from, typename LaneTypes<V>::
 #else
 template<class V>
 inline constexpr int kMaxWindows = 0;
-#endif
 
-template<int windows, class V, class Element>
-requires(windows == 0) inline V Pick(const Element* from, typename LaneTypes<V>::Int index)
-{
-    V lanes;
-    for (int k = 0; k < kNumLanes<V>; ++k) lanes[k] = ElementValue(from[index[k]]);
-    return lanes;
-}
+#endif
 
 // The whole part and the fraction of a group's first position are exact; within the group float lanes do.
 template<class V, int windows, class Element>
@@ -123,9 +144,12 @@ inline void ResampleGroups(const Element* data, double x, double step, int numFr
         }
         const Int i = __builtin_convertvector(u, Int);
         const V t = u - __builtin_convertvector(i, V);
-        const V s0 = Pick<windows, V>(data + whole, i);
-        const V s1 = Pick<windows, V>(data + whole + 1, i);
-        Store(out + done, (s0 + t * (s1 - s0)) * scale);
+        Neighbours<V> s;
+        if constexpr (windows > 0)
+            s = {Permuted<windows>(data + whole, i), Permuted<windows>(data + whole + 1, i)};
+        else
+            s = LoadPairs<V>(data + whole, i);
+        Store(out + done, (s.first + t * (s.second - s.first)) * scale);
     }
 }
 
