@@ -1,0 +1,75 @@
+#include "Kal/KalEngine.h"
+#include "Kal/KalHrtf.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <random>
+#include <vector>
+#include <xmmintrin.h>
+
+namespace kal {
+namespace {
+
+constexpr double kRate = 8000.0;
+constexpr int kBlock = 512;
+
+/// Two seconds of loud noise.
+class Burst final : public Buffer {
+public:
+    Burst() : samples(static_cast<std::size_t>(2 * kRate))
+    {
+        std::mt19937 random(1);
+        for (float& x : samples) x = static_cast<float>(random() / 2147483648.0 - 1.0);
+    }
+
+    const void* GetData() const override { return samples.data(); }
+    AudioFormat GetFormat() const override { return AudioFormat::Float32; }
+    std::int32_t GetNumChannels() const override { return 1; }
+    double GetSamplingRate() const override { return kRate; }
+    std::int32_t GetNumSamples() const override { return static_cast<std::int32_t>(samples.size()); }
+
+private:
+    std::vector<float> samples;
+};
+
+// The longest room and others take turns every block, so that lines and gains never rest.
+TEST(Engine, FallsSilentForGoodWithinAnHourOfChangingRooms)
+{
+    const auto engine = std::make_shared<Engine>(EngineParam{kRate, 2, 1, hrtfData, hrtfDataSize});
+    ChannelParam param;
+    param.gain = param.reverbSendGain = 4.0f;
+    param.isSpatialized = true;
+    param.sourcePosition = {1.0f, 0.0f, 1.0f};
+    param.referenceDistanceSq = 4.0f;
+    engine->CreateChannel(0.0, std::make_shared<Burst>(), param);
+
+    const ReverbSettings rooms[] = {
+        {{{0.25f, 0.001f, 0.1f, 0.0f}, {0.5f, 0.013f, 4.5f, 0.0f}, {0.5f, 0.036f, 15.0f, 0.0f}}},
+        {{{0.05f, 0.001f, 0.1f, 0.0f}, {0.1f, 0.013f, 0.36f, 0.0f}, {0.1f, 0.036f, 1.2f, 0.0f}}},
+        {{{0.1f, 0.001f, 0.1f, 0.1f}, {0.2f, 0.013f, 0.9f, 0.2f}, {0.2f, 0.036f, 3.0f, 0.3f}}}};
+    const unsigned callersState = _MM_ROUND_UP | _MM_MASK_MASK;
+    _mm_setcsr(callersState);
+
+    const int numBlocks = static_cast<int>(3600.0 * kRate / kBlock);
+    const int blocksAMinute = numBlocks / 60;
+    std::vector<float> out(2 * kBlock), peaks(60);
+    for (int block = 0; block < numBlocks; ++block) {
+        engine->reverbSettings = rooms[block % 3];
+        engine->Prerender();
+        engine->Render(out.data(), kBlock);
+        float& peak = peaks[static_cast<std::size_t>(std::min(block / blocksAMinute, 59))];
+        for (const float x : out) peak = std::isfinite(x) ? std::max(peak, std::fabs(x)) : INFINITY;
+    }
+    EXPECT_EQ(_mm_getcsr(), callersState);
+    _mm_setcsr(0x1f80);
+
+    EXPECT_GT(peaks[0], 0.5f);
+    EXPECT_LE(peaks[0], 1.0f);
+    EXPECT_LT(peaks[2], 1e-6f); // -120 dBFS
+    EXPECT_EQ(*std::max_element(peaks.begin() + 10, peaks.end()), 0.0f);
+}
+
+} // namespace
+} // namespace kal
