@@ -1,7 +1,7 @@
 # The whole project from a terminal; `make help` lists what there is to do. Everything it makes lies in build/.
 # The presets of CMakePresets.json do the work, so `cmake --preset linux-debug` and the like serve as well.
 
-.PHONY: build help setup demo test sanitize format lint clean
+.PHONY: build help setup demo test bench sanitize format lint clean
 .NOTPARALLEL:
 
 sources = $(shell git ls-files '*.h' '*.c' '*.cpp')
@@ -18,6 +18,9 @@ demo: build ## renders a scene on Linux and Windows to WAV files and pictures in
 	@tools/demo/run.sh
 
 test: test-linux-release test-win32-release ## runs every test natively and, under Wine, on the Windows build
+
+bench: build-linux-bench build-win32-bench ## measures scenes, beside another renderer, and every kernel; results in build/bench
+	@tools/bench.sh
 
 sanitize: test-linux-asan test-linux-tsan ## runs the native tests under the address, undefined and thread sanitizers
 
