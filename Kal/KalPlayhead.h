@@ -77,9 +77,9 @@ public:
         constexpr std::uint64_t kExponentBits = 0x7ff0000000000000, kOneExponent = 0x0010000000000000;
         const auto nextPower = std::bit_cast<double>((std::bit_cast<std::uint64_t>(x) & kExponentBits) + kOneExponent);
         const double bound = std::min(limit, nextPower);
+        // Both sides are whole numbers of units below 2^53, so that the quotient never rounds up to a whole number.
         const double fitting = (bound - x) / rounded;
-        int frames = fitting < wanted ? static_cast<int>(fitting) : wanted;
-        if (x + frames * rounded > bound) --frames; // the quotient was rounded up
+        const int frames = fitting < wanted ? static_cast<int>(fitting) : wanted;
         return {frames, rounded};
     }
 

@@ -208,9 +208,8 @@ void Lowpass(float* frames, int numFrames, float coef, float* state)
     const V in = Broadcast<V>(coef), keep1 = Broadcast<V>(keep), keep2 = Broadcast<V>(keep * keep);
     const V carried = Powers<V>(keep) * keep;
     float y = *state;
-    const bool isStable = coef >= 0.0f && coef <= 2.0f; // powers of |1 - coef| > 1 would leave the range of floats
     int i = 0;
-    for (; isStable && i + kLanes <= numFrames; i += kLanes) {
+    for (; i + kLanes <= numFrames; i += kLanes) {
         V v = Load<V>(frames + i) * in;
         v += keep1 * Up1(v);
         v += keep2 * Up2(v);
