@@ -36,7 +36,7 @@ static inline KalLibrary kalOpenLibrary(const char* path)
 #else
     void* handle = dlopen(path, RTLD_NOW | RTLD_LOCAL);
     void* symbol = handle ? dlsym(handle, "KalInitialize") : NULL;
-    if (!symbol) library.error = dlerror();
+    if (!symbol) library.error = dlerror(); /* NOLINT(concurrency-mt-unsafe): each thread has its own text here */
 #endif
     library.handle = (void*)handle;
     /* A copy of the bytes, for neither language converts these pointers to the function's type without complaint. */

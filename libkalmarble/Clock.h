@@ -8,8 +8,8 @@ namespace kalmarble {
 inline double Now()
 {
     using namespace std::chrono;
-    const auto now = duration_cast<nanoseconds>(steady_clock::now().time_since_epoch()).count();
-    return static_cast<double>(now / 1000) / 1000000.0;
+    const auto now = duration_cast<microseconds>(steady_clock::now().time_since_epoch()).count();
+    return static_cast<double>(now) / 1000000.0;
 }
 
 } // namespace kalmarble
