@@ -1,11 +1,12 @@
 #include "Kal/KalEngine.h"
 #include "Kal/KalHrtf.h"
+#include "tests/support/Measure.h"
+#include "tests/support/TestBuffer.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cmath>
-#include <random>
 #include <vector>
 #include <xmmintrin.h>
 
@@ -14,25 +15,6 @@ namespace {
 
 constexpr double kRate = 8000.0;
 constexpr int kBlock = 512;
-
-/// Two seconds of loud noise.
-class Burst final : public Buffer {
-public:
-    Burst() : samples(static_cast<std::size_t>(2 * kRate))
-    {
-        std::mt19937 random(1);
-        for (float& x : samples) x = static_cast<float>(random() / 2147483648.0 - 1.0);
-    }
-
-    const void* GetData() const override { return samples.data(); }
-    AudioFormat GetFormat() const override { return AudioFormat::Float32; }
-    std::int32_t GetNumChannels() const override { return 1; }
-    double GetSamplingRate() const override { return kRate; }
-    std::int32_t GetNumSamples() const override { return static_cast<std::int32_t>(samples.size()); }
-
-private:
-    std::vector<float> samples;
-};
 
 // The longest room and others take turns every block, so that lines and gains never rest.
 TEST(Engine, FallsSilentForGoodWithinAnHourOfChangingRooms)
@@ -43,7 +25,9 @@ TEST(Engine, FallsSilentForGoodWithinAnHourOfChangingRooms)
     param.isSpatialized = true;
     param.sourcePosition = {1.0f, 0.0f, 1.0f};
     param.referenceDistanceSq = 4.0f;
-    engine->CreateChannel(0.0, std::make_shared<Burst>(), param);
+    const auto noise = test::Noise(static_cast<std::size_t>(2 * kRate), 1);
+    const std::vector<double> burst(noise.begin(), noise.end());
+    engine->CreateChannel(0.0, std::make_shared<test::TestBuffer>(AudioFormat::Float32, 1, kRate, burst), param);
 
     const ReverbSettings rooms[] = {
         {{{0.25f, 0.001f, 0.1f, 0.0f}, {0.5f, 0.013f, 4.5f, 0.0f}, {0.5f, 0.036f, 15.0f, 0.0f}}},

@@ -1,0 +1,261 @@
+#include "Kal/KalEngine.h"
+
+#include "Kal/KalException.h"
+#include "Kal/KalHrtf.h"
+#include "tests/support/Allocations.h"
+#include "tests/support/Measure.h"
+#include "tests/support/TestBuffer.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+
+#include <limits>
+#include <random>
+
+namespace kal {
+namespace {
+
+using test::TestBuffer;
+
+constexpr float kInfinity = std::numeric_limits<float>::infinity();
+constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
+
+std::shared_ptr<TestBuffer> NoiseBuffer(AudioFormat format, int channels, std::size_t numFrames, std::uint32_t seed)
+{
+    const auto noise = test::Noise(numFrames * static_cast<std::size_t>(channels), seed);
+    return std::make_shared<TestBuffer>(format, channels, 44100.0, std::vector<double>(noise.begin(), noise.end()));
+}
+
+std::shared_ptr<Engine> MakeEngine(unsigned numThreads = 1)
+{
+    return std::make_shared<Engine>(EngineParam{48000.0, 2, numThreads, hrtfData, hrtfDataSize});
+}
+
+std::string MessageOf(const std::function<void()>& call)
+{
+    try {
+        call();
+    } catch (const Exception& error) {
+        return error.what();
+    }
+    return "";
+}
+
+TEST(Engine, ChecksItsParametersInOrder)
+{
+    struct Case {
+        double rate;
+        std::int32_t channels;
+        std::uint32_t threads;
+        std::string message;
+    };
+    const Case cases[] = {{0.0, 0, 1, "Invalid channel count: 0"},
+                          {-1.0, 2, 1, "Invalid sampling rate: -1.000000"},
+                          {0.0, 1, 1, "Invalid sampling rate: 0.000000"},
+                          {48000.0, 1, 1, "Unsupported channel count: 1"},
+                          {48000.0, 2, 4000000000u, "Invalid thread count: 4000000000"},
+                          {3999.0, 2, 1, "Invalid sampling rate: 3999.000000"},
+                          {1e6, 2, 1, "Invalid sampling rate: 1000000.000000"},
+                          {1e300, 2, 1, "Invalid sampling rate"},
+                          {std::nan(""), 2, 1, "Invalid sampling rate"},
+                          {4000.0, 2, 1, ""},
+                          {11025.0, 2, 1, ""},
+                          {315000.0, 2, 1, ""}};
+    for (const Case& c : cases) {
+        const EngineParam param{c.rate, c.channels, c.threads, nullptr, 0};
+        const auto message = MessageOf([&] {
+            const auto engine = std::make_shared<Engine>(param);
+            std::vector<float> out(2 * 100);
+            engine->Prerender();
+            engine->Render(out.data(), 100);
+        });
+        EXPECT_EQ(message.substr(0, c.message.size()), c.message) << c.rate;
+        EXPECT_EQ(message.empty(), c.message.empty()) << message;
+    }
+    EXPECT_EQ(MessageOf([] {
+                  std::make_shared<Engine>(EngineParam{48000.0, 2, 1, "KALHRTF?", 8});
+              }),
+              "Invalid KAL HRTF data: wrong signature.");
+    EXPECT_FALSE(std::make_shared<Engine>(EngineParam{48000.0, 2, 1, "KALHRTFD\0\0\0\0", 12})->GetSpatializer());
+}
+
+TEST(Engine, ChecksNewVoicesInOrder)
+{
+    const auto engine = MakeEngine();
+    ChannelParam bad;
+    bad.speed = 0.0;
+    const auto buffer = NoiseBuffer(AudioFormat::Float32, 1, 10, 1);
+    EXPECT_EQ(MessageOf([&] { engine->CreateChannel(-1.0, nullptr, bad); }), "Buffer is null.");
+    EXPECT_EQ(MessageOf([&] { engine->CreateChannel(-1.0, buffer, bad); }), "Delay is negative.");
+    EXPECT_EQ(MessageOf([&] { engine->CreateChannel(std::nan(""), buffer, bad); }), "NaN delay.");
+    EXPECT_EQ(MessageOf([&] { engine->CreateChannel(0.0, buffer, bad); }), "Speed is not positive.");
+    Engine onTheStack(EngineParam{});
+    EXPECT_THROW(onTheStack.CreateChannel(0.0, buffer, {}), std::bad_weak_ptr);
+    EXPECT_NO_THROW(engine->CreateChannel(1e300, buffer, {}));
+}
+
+using EngineDeathTest = testing::Test;
+
+TEST(EngineDeathTest, NeedsAWorker)
+{
+    testing::FLAGS_gtest_death_test_style = "threadsafe";
+    const auto engine = std::make_shared<Engine>(EngineParam{48000.0, 2, 0, nullptr, 0});
+    float out[2];
+    EXPECT_DEATH(engine->Render(out, 1), "Kal/KalEngine.*maxNumThreads <= bgMutex1.size\\(\\)");
+}
+
+// A scene with every kind of voice; changes happen at whole multiples of 1000 frames of the scene.
+std::vector<float> Scene(unsigned numThreads, int blockSize, int numVoices)
+{
+    const auto engine = MakeEngine(numThreads);
+    engine->reverbSettings = {{{0.1f, 0.001f, 0.1f, 0.0f}, {0.2f, 0.013f, 0.8f, 0.01f}, {0.2f, 0.036f, 2.5f, 0.02f}}};
+    std::vector<std::shared_ptr<Channel>> channels;
+    std::vector<ChannelParam> params;
+    for (int i = 0; i < numVoices; ++i) {
+        const auto format = static_cast<AudioFormat>(i % 3);
+        const int numChannels = i % 5 == 4 ? 2 : 1;
+        ChannelParam param;
+        param.speed = 0.5 + 0.13 * (i % 11);
+        param.gain = param.reverbSendGain = 0.5f / static_cast<float>(numVoices);
+        param.lowpassCoef = i % 2 ? 0.4f : 1.0f;
+        param.isLooped = i % 3 != 0;
+        param.loopStart = 10 * i;
+        param.loopEnd = 1500;
+        param.isSpatialized = i % 4 != 3;
+        param.sourcePosition = {std::sin(0.7f * i), 0.2f, std::cos(0.7f * i)};
+        param.referenceDistanceSq = 0.5f;
+        params.push_back(param);
+        channels.push_back(engine->CreateChannel(i * 3.0, NoiseBuffer(format, numChannels, 2000, 10 + i), param));
+    }
+    std::vector<float> out(2 * 8000);
+    for (int done = 0; done < 8000; done += blockSize) {
+        if (done % 1000 == 0)
+            for (std::size_t i = 0; i < channels.size(); i += 2) {
+                params[i].sourcePosition.x += 0.2f;
+                params[i].gain *= 0.9f;
+                params[i].shouldStop = done >= 3000 && i % 8 == 0;
+                channels[i]->UpdateChannelParam(0.0, params[i]);
+            }
+        engine->Prerender();
+        engine->Render(out.data() + 2 * done, blockSize);
+    }
+    return out;
+}
+
+TEST(Engine, SoundsTheSameInBlocksOfAnySizeAndOnAnyNumberOfThreads)
+{
+    for (const int numVoices : {7, 40}) {
+        const auto reference = Scene(1, 1000, numVoices);
+        EXPECT_GT(*std::max_element(reference.begin(), reference.end()), 0.01f);
+        for (const int blockSize : {1, 8, 125, 500})
+            EXPECT_GT(test::SignalToErrorDb(Scene(1, blockSize, numVoices), reference), 100.0) << blockSize;
+        for (const unsigned numThreads : {2u, 4u, 7u})
+            EXPECT_GT(test::SignalToErrorDb(Scene(numThreads, 1000, numVoices), reference), 100.0) << numThreads;
+    }
+}
+
+TEST(Engine, TakesNewVoicesOverAtTheNextBlock)
+{
+    const auto engine = std::make_shared<Engine>(EngineParam{});
+    const auto sound = std::make_shared<TestBuffer>(AudioFormat::Float32, 2, 48000.0, std::vector<double>(400, 0.5));
+    float out[200];
+    engine->Prerender();
+    engine->CreateChannel(0.0, sound, {});
+    engine->Render(out, 100);
+    EXPECT_EQ(out[0], 0.0f);
+    engine->Prerender();
+    engine->Render(out, 100);
+    EXPECT_EQ(out[0], 0.5f);
+}
+
+// One frame of amplitude 4 is scaled to full scale; what follows returns with the time constant of a second.
+TEST(Engine, LimitsPeaksAtOnceAndReleasesWithinASecond)
+{
+    const auto engine = std::make_shared<Engine>(EngineParam{});
+    std::vector<double> frames(2 * 96000, 0.25);
+    frames[200] = -4.0;
+    frames[201] = 2.0;
+    engine->CreateChannel(0.0, std::make_shared<TestBuffer>(AudioFormat::Float32, 2, 48000.0, frames), {});
+    std::vector<float> out(frames.size());
+    engine->Prerender();
+    engine->Render(out.data(), 96000);
+    EXPECT_EQ(out[198], 0.25f);
+    EXPECT_NEAR(out[200], -1.0f, 1e-6f);
+    EXPECT_NEAR(out[201], 0.5f, 1e-6f);
+    for (const int after : {1, 1000, 48000, 95000}) {
+        const double gain = 1.0 - 0.75 * std::exp(-after / 48000.0);
+        EXPECT_NEAR(out[static_cast<std::size_t>(200 + 2 * after)], 0.25 * gain, 2e-4) << after;
+    }
+    for (const float x : out) ASSERT_LE(std::fabs(x), 1.0f);
+}
+
+// Infinities and NaN of one voice spoil what they touch while they last; two blocks later the rest is heard again and
+// the spoilt voice's tail is clean.
+TEST(Engine, RecoversFromSamplesThatAreNoSound)
+{
+    for (const bool isSpatialized : {false, true})
+        for (const float bad : {kNaN, kInfinity, -kInfinity, 3e38f}) {
+            const auto engine = MakeEngine();
+            ChannelParam param;
+            param.isSpatialized = isSpatialized;
+            param.reverbSendGain = 1.0f;
+            param.lowpassCoef = 0.5f;
+            param.referenceDistanceSq = 1.0f;
+            engine->CreateChannel(
+                0.0, std::make_shared<TestBuffer>(AudioFormat::Float32, 1, 48000.0, std::vector<double>(700, bad)),
+                param);
+            param.gain = 0.1f;
+            param.reverbSendGain = 0.0f;
+            param.isLooped = true;
+            param.loopEnd = 4000;
+            engine->CreateChannel(0.0, NoiseBuffer(AudioFormat::Float32, 1, 4000, 3), param);
+            std::vector<float> out(2 * 512);
+            double loudness = 0.0;
+            for (int block = 0; block < 6; ++block) {
+                engine->Prerender();
+                engine->Render(out.data(), 512);
+                loudness = 0.0;
+                for (const float x : out) {
+                    ASSERT_TRUE(std::fabs(x) <= 1.0f);
+                    loudness += x * x;
+                }
+            }
+            if (bad != 3e38f) { // which is loud, but a sound: the limiter takes its second to come back
+                EXPECT_GT(loudness, 0.01) << bad << isSpatialized;
+            }
+        }
+}
+
+TEST(Engine, AllocatesNothingOnceWarm)
+{
+    const auto engine = MakeEngine(2);
+    std::mt19937 random(1);
+    std::vector<std::shared_ptr<Channel>> channels;
+    std::vector<float> out(2 * 512);
+    std::uint64_t allocations = 0;
+    for (int block = 0; block < 300; ++block) {
+        for (int i = 0; i < (block % 10 == 1 ? 40 : 0); ++i) {
+            ChannelParam param;
+            param.gain = param.reverbSendGain = 0.1f;
+            param.isSpatialized = random() % 4 != 0;
+            param.isLooped = random() % 3 == 0;
+            param.loopEnd = 500;
+            param.sourcePosition = {static_cast<float>(random() % 9) - 4.0f, 1.0f,
+                                    static_cast<float>(random() % 9) - 4.0f};
+            channels.push_back(engine->CreateChannel(
+                random() % 900, NoiseBuffer(AudioFormat::Signed16, random() % 5 ? 1 : 2, 3000, block), param));
+            const auto& changed = channels[random() % channels.size()];
+            changed->Seek(random() % 2000, random() % 500);
+            if (random() % 2) changed->Stop(random() % 2000);
+        }
+        engine->Prerender();
+        const auto before = test::AllocationsSoFar().count;
+        engine->Render(out.data(), block % 7 ? 512 : 100);
+        if (block > 1) allocations += test::AllocationsSoFar().count - before;
+    }
+    EXPECT_EQ(allocations, 0u);
+}
+
+} // namespace
+} // namespace kal
