@@ -35,7 +35,7 @@ inline Complex<V> PlusI(Complex<V> a, Complex<V> b)
     return {a.re - b.im, a.im + b.re};
 }
 
-/// The forward transform of two, three or four points, in place. T is the type of an element of V.
+/// The forward transform of two, three, four or eight points, in place. T is the type of an element of V.
 template<class T, class V>
 inline void Butterfly(Complex<V> (&x)[2])
 {
@@ -65,6 +65,22 @@ inline void Butterfly(Complex<V> (&x)[4])
     x[1] = MinusI(evenDifference, oddDifference);
     x[2] = evenSum - oddSum;
     x[3] = PlusI(evenDifference, oddDifference);
+}
+
+template<class T, class V>
+inline void Butterfly(Complex<V> (&x)[8])
+{
+    constexpr T diagonal = std::numbers::sqrt2_v<T> / 2;
+    Complex<V> even[4] = {x[0], x[2], x[4], x[6]}, odd[4] = {x[1], x[3], x[5], x[7]};
+    Butterfly<T>(even);
+    Butterfly<T>(odd);
+    // The odd outputs are turned by exp(-2 pi i j / 8): an eighth, a quarter and three eighths of a turn.
+    odd[1] = {(odd[1].re + odd[1].im) * diagonal, (odd[1].im - odd[1].re) * diagonal};
+    odd[3] = {(odd[3].im - odd[3].re) * diagonal, (odd[3].re + odd[3].im) * -diagonal};
+    for (unsigned j = 0; j < 4; ++j) {
+        x[j] = j == 2 ? MinusI(even[2], odd[2]) : even[j] + odd[j];
+        x[j + 4] = j == 2 ? PlusI(even[2], odd[2]) : even[j] - odd[j];
+    }
 }
 
 } // namespace qfft

@@ -23,8 +23,8 @@ struct FFTParam {
 };
 
 /// The arrays of one transform, split into real and imaginary parts: as many elements as the setup has points, of the
-/// setup's data type, aligned for that type. Arrays that are multiples of 64 bytes apart and aligned are fastest. A
-/// transform may be done in place: each output may be either of the inputs. Other overlaps are not allowed.
+/// setup's data type; arrays on 64-byte boundaries are the fastest. A transform may be done in place: each output may
+/// be either of the inputs. Other overlaps are not allowed.
 struct FFTInput {
     const void* inReal;
     const void* inImag;

@@ -8,12 +8,12 @@ namespace {
 template<class T, unsigned radix>
 void GenericStage(const Stage<T>& stage, const T* inReal, const T* inImag, T* outReal, T* outImag)
 {
-    const auto [kernel, stride, count, twiddles] = stage;
+    const std::size_t stride = stage.stride, count = stage.count;
     for (std::size_t p = 0; p < count; ++p) {
         Complex<T> turns[radix]; // the tables leave out p = 0, where all twiddles are 1
         for (unsigned j = 1; j < radix; ++j) {
             const std::size_t end = 2 * ((j - 1) * count + p); // of this p's twiddle
-            turns[j] = p == 0 ? Complex<T>{1, 0} : Complex<T>{twiddles[end - 2], twiddles[end - 1]};
+            turns[j] = p == 0 ? Complex<T>{1, 0} : Complex<T>{stage.twiddles[end - 2], stage.twiddles[end - 1]};
         }
         for (std::size_t q = 0; q < stride; ++q) {
             Complex<T> x[radix];

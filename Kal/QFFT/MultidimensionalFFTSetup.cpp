@@ -29,7 +29,7 @@ void MultidimensionalFFTSetup::TransformLevels(const FFTInput& input) const
 {
     auto real = static_cast<const T*>(input.inReal), imag = static_cast<const T*>(input.inImag);
     const auto outReal = static_cast<T*>(input.outReal), outImag = static_cast<T*>(input.outImag);
-    Scratch<T> memory(2 * longest);
+    Scratch<T, 65536> memory(2 * longest);
     for (const Level& level : levels) {
         T *const rowReal = memory.Get(), *const rowImag = rowReal + level.size;
         for (std::size_t row = 0; row < points / level.size; ++row) {

@@ -5,7 +5,7 @@
 namespace qfft {
 
 /// The setup for several dimensions, in row-major order (the last dimension is contiguous): transforms every row along
-/// every dimension in turn.
+/// every dimension in turn. Takes twice the working memory of its longest rows' transform.
 class MultidimensionalFFTSetup final : public FFTSetup {
 public:
     /// @throws qfft::Exception for parallel transforms, and as the setups of the single dimensions do.

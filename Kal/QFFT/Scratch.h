@@ -1,26 +1,24 @@
 #pragma once
 
-#include <cstddef>
-#include <memory>
+#include "Kal/QFFT/AlignedVector.h"
 
 namespace qfft {
 
-/// Working memory of one call, uninitialised and 64-byte aligned: 64 KiB of it stand on the stack; more is allocated.
-template<class T>
+/// Working memory of one call, aligned to a cache line: kLocalBytes of it stand on the stack, uninitialised; more is
+/// allocated.
+template<class T, std::size_t kLocalBytes>
 class Scratch {
 public:
     explicit Scratch(std::size_t count)
     {
-        if (count > kLocalCount) allocated = std::make_unique_for_overwrite<T[]>(count);
+        if (count * sizeof(T) > kLocalBytes) allocated.resize(count);
     }
 
-    T* Get() { return allocated ? allocated.get() : local; }
+    T* Get() { return allocated.empty() ? local : allocated.data(); }
 
 private:
-    static constexpr std::size_t kLocalCount = 65536 / sizeof(T);
-
-    alignas(64) T local[kLocalCount];
-    std::unique_ptr<T[]> allocated;
+    alignas(kAlignment) T local[kLocalBytes / sizeof(T)];
+    AlignedVector<T> allocated;
 };
 
 } // namespace qfft

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstddef>
-#include <vector>
 
 namespace qfft {
 
@@ -19,6 +18,7 @@ using StageKernel = void (*)(const Stage<T>& stage, const T* inReal, const T* in
 template<class T>
 struct Stage {
     StageKernel<T> kernel;
+    unsigned radix;
     std::size_t stride;
     std::size_t count;
     const T* twiddles; ///< in the layout that the kernel reads

@@ -2,9 +2,11 @@
 
 #include "Kal/QFFT/Assert.h"
 #include "Kal/QFFT/Kernel_Generic.h"
+#include "Kal/QFFT/Kernel_SimdX86.h"
 #include "Kal/QFFT/Scratch.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace qfft {
 namespace {
@@ -40,13 +42,25 @@ StandardFFTSetup<level, type, backward>::StandardFFTSetup(const FFTParam& param)
     std::size_t stride = 1;
     for (const unsigned radix : PlanRadices(size)) {
         const Element* table = Table(*twiddles, Element()) + 2 * twiddles->stageStarts[stages.size()];
-        stages.push_back({GenericKernel<Element>(radix), stride, size / (stride * radix), table});
+        stages.push_back({GenericKernel<Element>(radix), radix, stride, size / (stride * radix), table});
         stride *= radix;
     }
+    if constexpr (type == DataType::Single) packedTwiddles = UseSimdKernels(stages);
+}
+
+// Windows programs touch every page of a large frame, which costs more than a short transform.
+template<cpu::FeatureLevel level, DataType type, bool backward>
+void StandardFFTSetup<level, type, backward>::Transform(const FFTInput& input) const
+{
+    if (2 * points * sizeof(Element) <= 4096)
+        TransformWithin<4096>(input);
+    else
+        TransformWithin<65536>(input);
 }
 
 template<cpu::FeatureLevel level, DataType type, bool backward>
-void StandardFFTSetup<level, type, backward>::Transform(const FFTInput& input) const
+template<std::size_t stackBytes>
+void StandardFFTSetup<level, type, backward>::TransformWithin(const FFTInput& input) const
 {
     Split<const Element> in = {static_cast<const Element*>(input.inReal), static_cast<const Element*>(input.inImag)};
     Split<Element> out = {static_cast<Element*>(input.outReal), static_cast<Element*>(input.outImag)};
@@ -55,7 +69,7 @@ void StandardFFTSetup<level, type, backward>::Transform(const FFTInput& input) c
         std::swap(out.real, out.imag);
     }
 
-    Scratch<Element> memory(2 * points);
+    Scratch<Element, stackBytes> memory(2 * points);
     const Split<Element> scratch = {memory.Get(), memory.Get() + points};
 
     const auto moveTo = [&](const Split<Element>& to) {

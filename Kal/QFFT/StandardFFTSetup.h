@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Kal/QFFT/AlignedVector.h"
 #include "Kal/QFFT/CpuFeature.h"
 #include "Kal/QFFT/FFTSetup.h"
 #include "Kal/QFFT/Stage.h"
@@ -22,8 +23,13 @@ public:
 private:
     using Element = std::conditional_t<type == DataType::Single, float, double>;
 
+    /// Transforms with scratch memory of that size on its stack.
+    template<std::size_t stackBytes>
+    [[gnu::noinline]] void TransformWithin(const FFTInput& input) const;
+
     std::shared_ptr<const Twiddles> twiddles;
     std::vector<Stage<Element>> stages;
+    std::vector<AlignedVector<Element>> packedTwiddles; ///< for the stages that do not read the shared tables
     std::size_t points = 0;
 };
 

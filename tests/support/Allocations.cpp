@@ -1,6 +1,7 @@
 #include "tests/support/Allocations.h"
 
 #include <cstdlib>
+#include <cstring>
 #include <new>
 
 namespace {
@@ -41,6 +42,17 @@ void* operator new(std::size_t size)
     throw std::bad_alloc();
 }
 
+// Where the block that malloc gave starts stands before the aligned one.
+void* operator new(std::size_t size, std::align_val_t alignment)
+{
+    const auto space = static_cast<std::size_t>(alignment);
+    auto* block = static_cast<char*>(::operator new(size + space + sizeof(void*)));
+    char* memory = block + sizeof(void*);
+    memory += (space - reinterpret_cast<std::uintptr_t>(memory) % space) % space;
+    std::memcpy(memory - sizeof(void*), &block, sizeof(void*));
+    return memory;
+}
+
 void operator delete(void* memory) noexcept
 {
     std::free(memory);
@@ -49,5 +61,18 @@ void operator delete(void* memory) noexcept
 void operator delete(void* memory, std::size_t) noexcept
 {
     std::free(memory);
+}
+
+void operator delete(void* memory, std::align_val_t) noexcept
+{
+    if (!memory) return;
+    void* block;
+    std::memcpy(&block, static_cast<char*>(memory) - sizeof(void*), sizeof(void*));
+    std::free(block);
+}
+
+void operator delete(void* memory, std::size_t, std::align_val_t alignment) noexcept
+{
+    ::operator delete(memory, alignment);
 }
 #endif

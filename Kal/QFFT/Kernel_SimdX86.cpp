@@ -1,0 +1,114 @@
+#include "Kal/QFFT/Kernel_SimdX86.h"
+
+#include "Kal/QFFT/CpuFeature.h"
+#include "Kal/QFFT/SimdStages.h"
+
+#include <algorithm>
+#include <iterator>
+#include <xmmintrin.h>
+
+namespace qfft {
+namespace {
+
+struct Float4 {
+    static constexpr unsigned kLanes = 4;
+
+    static Float4 Load(const float* p) { return {_mm_loadu_ps(p)}; }
+    static Float4 Broadcast(const float* p) { return {_mm_load1_ps(p)}; }
+    void Store(float* p) const { _mm_storeu_ps(p, v); }
+
+    /// Writes the first elements of a, b, c and d, then the second ones, and so on.
+    template<unsigned stride>
+    static void StoreInterleaved(float* p, Float4 a, Float4 b, Float4 c, Float4 d)
+    {
+        static_assert(stride == 1);
+        _MM_TRANSPOSE4_PS(a.v, b.v, c.v, d.v);
+        a.Store(p);
+        b.Store(p + 4);
+        c.Store(p + 8);
+        d.Store(p + 12);
+    }
+
+    friend Float4 operator+(Float4 a, Float4 b) { return {_mm_add_ps(a.v, b.v)}; }
+    friend Float4 operator-(Float4 a, Float4 b) { return {_mm_sub_ps(a.v, b.v)}; }
+    friend Float4 operator*(Float4 a, Float4 b) { return {_mm_mul_ps(a.v, b.v)}; }
+    friend Float4 operator*(Float4 a, float b) { return {_mm_mul_ps(a.v, _mm_set1_ps(b))}; }
+    friend Float4 MultiplyAdd(Float4 a, Float4 b, Float4 c) { return a * b + c; }
+    friend Float4 MultiplySubtract(Float4 a, Float4 b, Float4 c) { return a * b - c; }
+
+    __m128 v;
+};
+
+/// Puts the twiddles of a stage into the order in which a kernel reads them. A wide stage broadcasts single ones. A
+/// narrow one holds lanes / stride values of p in a vector, each `stride` times over.
+AlignedVector<float> PackTwiddles(const Stage<float>& stage, unsigned lanes)
+{
+    AlignedVector<float> packed;
+    if (stage.count == 1) return packed; // all are 1
+    const bool isWide = stage.stride % lanes == 0;
+    const std::size_t width = isWide ? 1 : lanes, repeat = isWide ? 1 : stage.stride;
+    for (std::size_t p = 0; p < stage.count; p += width / repeat)
+        for (unsigned j = 1; j < stage.radix; ++j)
+            for (const bool imaginary : {false, true})
+                for (std::size_t lane = 0; lane < width; ++lane) {
+                    const std::size_t m = p + lane / repeat, end = 2 * ((j - 1) * stage.count + m);
+                    // The table leaves out m = 0, where twiddles are 1.
+                    packed.push_back(m > 0 ? stage.twiddles[end - 2 + imaginary] : imaginary ? 0.0f : 1.0f);
+                }
+    return packed;
+}
+
+struct Row {
+    cpu::KernelRow row;
+    unsigned lanes;
+    StageKernel<float> (*find)(const Stage<float>& stage);
+};
+
+// From wide to narrow.
+constexpr Row rows[] = {
+    {cpu::KernelRow::Avx2, 8, FindAvx2Kernel},
+    {cpu::KernelRow::Sse2, 4, FindSse2Kernel},
+};
+
+/// The widest row up to `widest` that has a kernel for a stage, or null.
+const Row* FindRow(const Stage<float>& stage, cpu::KernelRow widest)
+{
+    const auto fits = [&](const Row& row) { return row.row <= widest && row.find(stage); };
+    const auto found = std::find_if(std::begin(rows), std::end(rows), fits);
+    return found == std::end(rows) ? nullptr : found;
+}
+
+/// Turns a radix-4 stage and the radix-2 one after it, if they are the last, into one pass over the data.
+void FuseLastStages(std::vector<Stage<float>>& stages, cpu::KernelRow widest)
+{
+    if (stages.size() < 2) return;
+    const Stage<float>& first = stages.end()[-2];
+    const Stage<float> both = {nullptr, first.radix * stages.back().radix, first.stride, 1, nullptr};
+    if (both.radix != 8 || !FindRow(both, widest)) return;
+    stages.pop_back();
+    stages.back() = both;
+}
+
+} // namespace
+
+StageKernel<float> FindSse2Kernel(const Stage<float>& stage)
+{
+    return FindKernel<Float4>(stage);
+}
+
+std::vector<AlignedVector<float>> UseSimdKernels(std::vector<Stage<float>>& stages)
+{
+    const cpu::KernelRow widest = cpu::SelectedRow();
+    FuseLastStages(stages, widest);
+    std::vector<AlignedVector<float>> packed;
+    for (Stage<float>& stage : stages) {
+        const Row* row = FindRow(stage, widest);
+        if (!row) continue;
+        packed.push_back(PackTwiddles(stage, row->lanes));
+        stage.kernel = row->find(stage);
+        stage.twiddles = packed.back().data();
+    }
+    return packed;
+}
+
+} // namespace qfft
