@@ -61,12 +61,12 @@ void Context::RenderRound()
     const int numFrames = blockFrames;
     const std::size_t count = 2 * static_cast<std::size_t>(numFrames);
     try {
+        renderScratch.resize(count); // before the engine takes over the voices of a block that may not come
         {
             std::lock_guard lock(engineMutex);
             roundStartTime = Now();
             engine->Prerender();
         }
-        renderScratch.resize(count);
         engine->Render(renderScratch.data(), numFrames);
         ring.Write(renderScratch);
     } catch (...) {
