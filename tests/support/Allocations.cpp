@@ -1,11 +1,15 @@
 #include "tests/support/Allocations.h"
 
+#include <atomic>
 #include <cstdlib>
+#include <limits>
 #include <new>
 
 namespace {
 
 thread_local kal::test::Allocations allocations;
+
+std::atomic<std::size_t> mostBytes{std::numeric_limits<std::size_t>::max()};
 
 void Count(std::size_t size)
 {
@@ -18,6 +22,11 @@ void Count(std::size_t size)
 kal::test::Allocations kal::test::AllocationsSoFar()
 {
     return allocations;
+}
+
+void kal::test::LimitAllocations(std::size_t bytes)
+{
+    mostBytes = bytes;
 }
 
 #ifdef __has_feature
@@ -37,7 +46,8 @@ kal::test::Allocations kal::test::AllocationsSoFar()
 void* operator new(std::size_t size)
 {
     Count(size);
-    if (void* memory = std::malloc(size > 0 ? size : 1)) return memory;
+    if (size <= mostBytes)
+        if (void* memory = std::malloc(size > 0 ? size : 1)) return memory;
     throw std::bad_alloc();
 }
 
