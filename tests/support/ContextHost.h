@@ -32,11 +32,23 @@ struct ContextHost {
     {
     }
 
-    /// The next frames, interleaved.
+    /// The next frames, interleaved, as one block. Frames are lost when the block before was of another size.
     std::vector<float> Render(int numFrames) const
     {
         std::vector<float> out(2 * static_cast<std::size_t>(numFrames), NAN);
         context->Render(out.data(), numFrames);
+        return out;
+    }
+
+    /// The next frames and up to 511 more, in blocks of the size that the renderer begins with.
+    std::vector<float> Hear(int numFrames) const
+    {
+        constexpr int kBlock = 512;
+        std::vector<float> out;
+        for (int done = 0; done < numFrames; done += kBlock) {
+            const auto block = Render(kBlock);
+            out.insert(out.end(), block.begin(), block.end());
+        }
         return out;
     }
 
