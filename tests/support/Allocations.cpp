@@ -42,13 +42,22 @@ void kal::test::LimitAllocations(std::size_t bytes)
 [[maybe_unused]] static const int installed = __sanitizer_install_malloc_and_free_hooks(
     [](const volatile void*, std::size_t size) { Count(size); }, [](const volatile void*) {});
 #else
-// The array and nothrow forms of the standard library end up here too.
+// The array forms of the standard library end up here too; so do its nothrow forms, except the address sanitizer's.
 void* operator new(std::size_t size)
 {
     Count(size);
     if (size <= mostBytes)
         if (void* memory = std::malloc(size > 0 ? size : 1)) return memory;
     throw std::bad_alloc();
+}
+
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept
+{
+    try {
+        return operator new(size);
+    } catch (const std::bad_alloc&) {
+        return nullptr;
+    }
 }
 
 void operator delete(void* memory) noexcept
