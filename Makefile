@@ -1,7 +1,7 @@
 # The whole project from a terminal; `make help` lists what there is to do. Everything it makes lies in build/.
 # The presets of CMakePresets.json do the work, so `cmake --preset linux-debug` and the like serve as well.
 
-.PHONY: build help setup demo test bench sanitize format lint clean
+.PHONY: build help setup demo soak test bench sanitize format lint clean
 .NOTPARALLEL:
 
 sources = $(shell git ls-files '*.h' '*.c' '*.cpp')
@@ -16,6 +16,10 @@ setup: ## installs what all of this needs (Debian 12)
 
 demo: build ## renders a scene on Linux and Windows to WAV files and pictures in build/demo
 	@tools/demo/run.sh
+
+soak: build-linux-release ## plays for SECONDS=120, with OVERLOAD=1 too much, and looks for what shows after a while
+	@build/linux-release/tools/soak/soak build/linux-release/libkalmarble/libKALMarble.so \
+		$(or $(SECONDS),120) $(if $(OVERLOAD),overload)
 
 test: test-linux-release test-win32-release ## runs every test natively and, under Wine, on the Windows build
 

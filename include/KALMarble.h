@@ -16,6 +16,9 @@
  * Threads: one game thread makes every call but render; one audio thread calls render. Calls on different contexts are
  * independent.
  *
+ * Floating point: a call may come with any rounding, precision, flushing or trapping and leaves it as it was. Callbacks
+ * run in the usual state: to nearest, nothing flushed, nothing trapped.
+ *
  * Errors: a call that fails changes nothing that is heard, stores its text for checkError and returns as usual
  * (createBuffer returns null). No exception crosses this interface, except that KalInitialize lets an allocation
  * failure through.

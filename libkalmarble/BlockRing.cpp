@@ -26,9 +26,10 @@ void BlockRing::Write(const std::vector<float>& block)
     if (wasEmpty) HandOver();
 }
 
-void BlockRing::Fail(std::exception_ptr error)
+void BlockRing::Fail(std::size_t count, std::exception_ptr error)
 {
     std::lock_guard lock(ringMutex);
+    failedCount = count;
     failure = std::move(error);
     HandOver();
 }
@@ -38,9 +39,10 @@ void BlockRing::Read(float* out, std::size_t count)
     for (std::size_t remaining = count; remaining != 0;) {
         producerGate.Pass();
         std::lock_guard lock(ringMutex);
-        if (failure) {
+        const std::exception_ptr failed = std::exchange(failure, nullptr);
+        if (failed && failedCount == remaining) {
             TakeTurnBack();
-            std::rethrow_exception(std::exchange(failure, nullptr));
+            std::rethrow_exception(failed);
         }
         if (remaining == ringCount) {
             const std::size_t beforeEnd = std::min(ringCount, ring.size() - ringReadPos);

@@ -22,11 +22,11 @@ public:
     /// [background] Hands over a block; an empty one is no block.
     void Write(const std::vector<float>& block);
 
-    /// [background] Hands over the failure to render a block; the next Read throws it.
-    void Fail(std::exception_ptr error);
+    /// [background] Hands over the failure to render a block of `count` floats; the Read that asks for it throws it.
+    void Fail(std::size_t count, std::exception_ptr error);
 
-    /// [audio] Waits for a block of `count` floats and copies it to out; drops blocks of another size. Throws what
-    /// was handed over instead of a block.
+    /// [audio] Waits for a block of `count` floats and copies it to out; drops blocks of another size and the failures
+    /// to render one. Throws what was handed over instead of the block.
     void Read(float* out, std::size_t count);
 
     /// [control] Lets a background thread that waits for its turn go on, for the last time.
@@ -39,8 +39,9 @@ private:
     std::vector<float> ring = std::vector<float>(1024);
     std::size_t ringReadPos = 0;
     std::size_t ringCount = 0;
-    std::exception_ptr failure;
-    std::mutex ringMutex; ///< guards all of the above
+    std::exception_ptr failure;  ///< handed over instead of a block
+    std::size_t failedCount = 0; ///< floats of that block
+    std::mutex ringMutex;        ///< guards all of the above
 
     // Each is locked by one side and unlocked by the other.
     kal::Gate producerGate{false}; ///< locked while no block is ready for the reader; only Read waits on it

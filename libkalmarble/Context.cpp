@@ -58,20 +58,22 @@ void Context::RenderRound()
 {
     currentPolyphonyLimit = RaisedPolyphonyLimit(currentPolyphonyLimit, param.maxPolyphonics);
     const double start = Now();
+    const int numFrames = blockFrames;
+    const std::size_t count = 2 * static_cast<std::size_t>(numFrames);
     try {
+        renderScratch.resize(count); // before the engine takes over the voices of a block that may not come
         {
             std::lock_guard lock(engineMutex);
             roundStartTime = Now();
             engine->Prerender();
         }
-        const int numFrames = blockFrames;
-        renderScratch.resize(2 * static_cast<std::size_t>(numFrames));
         engine->Render(renderScratch.data(), numFrames);
         ring.Write(renderScratch);
-        AdjustLoad(Now() - start, numFrames / param.samplingRate);
     } catch (...) {
-        ring.Fail(std::current_exception()); // no memory for so long a block, say: the host's Render tells
+        ring.Fail(count, std::current_exception()); // no memory for so long a block, say: the host's Render tells
+        return;
     }
+    AdjustLoad(Now() - start, numFrames / param.samplingRate);
 }
 
 void Context::AdjustLoad(double elapsed, double duration)

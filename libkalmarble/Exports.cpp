@@ -1,6 +1,7 @@
 #include "libkalmarble/Exports.h"
 
 #include "Kal/KalException.h"
+#include "libkalmarble/FloatState.h"
 
 #include <exception>
 #include <memory>
@@ -15,10 +16,12 @@ kal::Vector3 FromHost(const KalVector3& v)
     return {v.x, v.y, v.z};
 }
 
-// Runs one entry's body; a failure becomes the sticky text and an empty result.
+// Runs one entry's body in the floating-point state that it is written for; a failure becomes the sticky text and an
+// empty result.
 template<class Body>
 auto Guarded(ContextPrivate* priv, Body body) -> decltype(body())
 {
+    const ScopedFloatState floatState;
     try {
         return body();
     } catch (const std::exception& error) {

@@ -111,7 +111,7 @@ static const char* path;
 static void LoadsAndUnloads(void)
 {
     int i;
-    for (i = 0; i < 10; ++i) {
+    for (i = 0; i < 200; ++i) {
         kalCloseLibrary(library);
         CHECK(!IsLoaded(path));
         library = kalOpenLibrary(path);

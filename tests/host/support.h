@@ -3,7 +3,9 @@
 #ifndef HOST_SUPPORT_H
 #define HOST_SUPPORT_H
 
-#define _GNU_SOURCE     /* for RTLD_NOLOAD */
+#ifndef __cplusplus
+#define _GNU_SOURCE /* for RTLD_NOLOAD; C++ has it anyway */
+#endif
 #define PSAPI_VERSION 2 /* for the process's memory from kernel32 itself */
 
 #include "examples/kal_loader.h"

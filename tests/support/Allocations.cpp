@@ -1,12 +1,16 @@
 #include "tests/support/Allocations.h"
 
+#include <atomic>
 #include <cstdlib>
 #include <cstring>
+#include <limits>
 #include <new>
 
 namespace {
 
 thread_local kal::test::Allocations allocations;
+
+std::atomic<std::size_t> mostBytes{std::numeric_limits<std::size_t>::max()};
 
 void Count(std::size_t size)
 {
@@ -19,6 +23,11 @@ void Count(std::size_t size)
 kal::test::Allocations kal::test::AllocationsSoFar()
 {
     return allocations;
+}
+
+void kal::test::LimitAllocations(std::size_t bytes)
+{
+    mostBytes = bytes;
 }
 
 #ifdef __has_feature
@@ -34,11 +43,12 @@ kal::test::Allocations kal::test::AllocationsSoFar()
 [[maybe_unused]] static const int installed = __sanitizer_install_malloc_and_free_hooks(
     [](const volatile void*, std::size_t size) { Count(size); }, [](const volatile void*) {});
 #else
-// The array and nothrow forms of the standard library end up here too.
+// The array forms of the standard library end up here too; so do its nothrow forms, except the address sanitizer's.
 void* operator new(std::size_t size)
 {
     Count(size);
-    if (void* memory = std::malloc(size > 0 ? size : 1)) return memory;
+    if (size <= mostBytes)
+        if (void* memory = std::malloc(size > 0 ? size : 1)) return memory;
     throw std::bad_alloc();
 }
 
@@ -51,6 +61,15 @@ void* operator new(std::size_t size, std::align_val_t alignment)
     memory += (space - reinterpret_cast<std::uintptr_t>(memory) % space) % space;
     std::memcpy(memory - sizeof(void*), &block, sizeof(void*));
     return memory;
+}
+
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept
+{
+    try {
+        return operator new(size);
+    } catch (const std::bad_alloc&) {
+        return nullptr;
+    }
 }
 
 void operator delete(void* memory) noexcept

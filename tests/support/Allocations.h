@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 namespace kal::test {
@@ -10,5 +11,9 @@ struct Allocations {
     std::uint64_t bytes;
 };
 Allocations AllocationsSoFar();
+
+/// Lets every later allocation of more bytes than these fail, on every thread. Has no effect under the thread
+/// sanitizer.
+void LimitAllocations(std::size_t bytes);
 
 } // namespace kal::test

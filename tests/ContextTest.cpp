@@ -1,0 +1,299 @@
+#include "libkalmarble/Context.h"
+
+#include "Kal/KalException.h"
+#include "libkalmarble/Clock.h"
+#include "libkalmarble/LastError.h"
+#include "tests/support/Allocations.h"
+#include "tests/support/ContextHost.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <limits>
+#include <new>
+#include <string_view>
+#include <thread>
+
+namespace kalmarble::test {
+namespace {
+
+using kal::Vector3;
+
+constexpr float kNan = NAN;
+
+float Peak(const std::vector<float>& samples)
+{
+    float peak = 0.0f;
+    for (const float x : samples) peak = std::fmax(peak, std::fabs(x));
+    return peak;
+}
+
+TEST(Context, EndsWhateverItsThreadIsDoing)
+{
+    for (const int state : {0, 1, 2, 3, 4}) {
+        SCOPED_TRACE(state);
+        for (int i = 0; i < 5; ++i) {
+            ContextHost host(8, 48000, 2);
+            const Buffer sound = ConstantBuffer(0.01f, 1, 4800);
+            float frame[2];
+            switch (state) {
+            case 0: // its first block is being made
+                break;
+            case 1: // a block waits, most likely
+                host.Render(64);
+                std::this_thread::sleep_for(std::chrono::milliseconds(2));
+                break;
+            case 2: // it makes blocks of no frames, which never wait
+                host.Render(0);
+                host.Render(64);
+                host.Render(0);
+                break;
+            case 3: // it makes a long block of many sounds
+                for (int sounds = 0; sounds < 100; ++sounds) host.context->PlayLocal(sound, kPlain);
+                host.Render(2048);
+                break;
+            case 4: // calls have failed
+                EXPECT_THROW(host.context->Render(frame, -1), kal::Exception);
+                EXPECT_THROW(host.context->PlayRelative(sound, kEye, {1, 0, 1}), kal::Exception);
+                break;
+            }
+        }
+    }
+}
+
+TEST(Context, RefusesImpossibleFrameCountsAndGoesOn)
+{
+    ContextHost host;
+    const Buffer sound = ConstantBuffer(0.25f, 1);
+    host.context->PlayLocal(sound, kPlain);
+    EXPECT_EQ(host.ValueAfter(kStart), 0.25f);
+    float frame[2] = {7, 7};
+    for (const int count : {-1, std::numeric_limits<int>::min(), std::numeric_limits<int>::max(), 0x20000000})
+        EXPECT_THROW(host.context->Render(frame, count), kal::Exception) << count;
+    EXPECT_EQ(frame[0], 7.0f);
+    EXPECT_EQ(host.ValueAfter(512), 0.25f);
+}
+
+#ifdef __has_feature
+#define KAL_THREAD_SANITIZER __has_feature(thread_sanitizer)
+#else
+#define KAL_THREAD_SANITIZER 0
+#endif
+#if !KAL_THREAD_SANITIZER // where allocations cannot be made to fail
+TEST(Context, ReportsABlockTooLargeForMemoryAndGoesOn)
+{
+    ContextHost host;
+    const Buffer sound = ConstantBuffer(0.25f, 1);
+    host.context->PlayLocal(sound, kPlain);
+    EXPECT_EQ(host.ValueAfter(kStart), 0.25f);
+    kal::test::LimitAllocations(16u << 20);
+    float frame[2] = {7, 7};
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_THROW(host.context->Render(frame, 1 << 22), std::bad_alloc); // no room for the block
+        EXPECT_EQ(host.ValueAfter(512), 0.25f);
+        EXPECT_EQ(host.ValueAfter(64), 0.25f);
+    }
+    kal::test::LimitAllocations(std::numeric_limits<std::size_t>::max());
+    EXPECT_EQ(frame[0], 7.0f);
+    EXPECT_EQ(host.ValueAfter(100), 0.25f);
+}
+#endif
+
+// A start is never later than the time since the round before began, and as late as the wait if that round began at
+// once, which is tried until it is seen.
+TEST(Context, StartsSoundsAsLateInTheNextBlockAsTheyWereStartedInTheRoundBefore)
+{
+    constexpr double kRate = 300000;
+    ContextHost host(8, kRate);
+    const Buffer click = MakeBuffer({0.25f, 0.25f}, 1);
+    for (const double wait : {0.004, 0.06}) {
+        SCOPED_TRACE(wait);
+        const double wanted = std::min(std::floor(wait * kRate), 10000.0);
+        double frame = -1.0;
+        for (int tries = 0; tries < 200 && frame < wanted; ++tries) {
+            const double before = Now();
+            host.Render(64);
+            std::this_thread::sleep_for(std::chrono::duration<double>(wait));
+            host.context->PlayLocal(click, kPlain);
+            const double latest = std::min((Now() - before) * kRate, 10000.0);
+            const auto out = host.Render(24000); // the block that waits is dropped
+            const auto start = std::find_if(out.begin(), out.end(), [](float x) { return x != 0.0f; });
+            if (start == out.end()) continue; // the round before began so late that its block had it
+            frame = static_cast<double>((start - out.begin()) / 2);
+            ASSERT_LE(frame, latest);
+        }
+        EXPECT_GE(frame, wanted);
+    }
+}
+
+struct Heard {
+    double direct; ///< frames of the sound itself, left
+    double reverb; ///< energy of what rings on for a while
+};
+
+Heard HearTwoChannels(float distance, float referenceDistanceSq, float roomSize)
+{
+    constexpr int kFrames = 600;
+    ContextHost host;
+    host.Respatialize(kEye, roomSize, 1.0f);
+    host.Hear(kStart);
+    Heard heard{0, 0};
+    for (const float right : {-0.25f, 0.25f}) { // opposites send nothing into the reverb
+        std::vector<float> samples(2 * kFrames, 0.25f);
+        for (int i = 0; i < kFrames; ++i) samples[2 * static_cast<std::size_t>(i) + 1] = right;
+        host.context->PlayRelative(MakeBuffer(samples, 2), {0, distance, 0}, {0.5f, 1, referenceDistanceSq});
+        const auto out = host.Hear(kStart + 2 * kFrames);
+        const auto first = std::find_if(out.begin(), out.end(), [](float x) { return x != 0.0f; });
+        if (first == out.end()) return heard;
+        if (right < 0)
+            heard.direct = *first;
+        else
+            for (auto x = first + 2 * (kFrames + 9); x != first + 2 * (kFrames + 500); ++x)
+                heard.reverb += double{*x} * *x;
+    }
+    return heard;
+}
+
+// The limiter leaves so soft a sound alone, and everything else is linear.
+TEST(Context, AttenuatesTwoChannelsByDistanceAndTheirReverbByTheRoom)
+{
+    struct Case {
+        const char* what;
+        float distance, referenceDistanceSq, roomSize;
+        double gain, sendGain;
+    };
+    const Heard full = HearTwoChannels(0, 1, 100);
+    EXPECT_NEAR(full.direct, 0.125, 1e-7);
+    EXPECT_GT(full.reverb, 1e-9);
+    for (const Case c : {
+             Case{"within the reference distance", 1.5f, 4, 100, 1, 1},
+             {"at four times its square", 4, 4, 100, 0.5, std::sqrt(0.5)},
+             {"beyond one and a half rooms", 10, 1, 2, 0.1, std::sqrt(0.1) * 0.3},
+             {"just within them", 3, 1, 2, 1.0 / 3.0, std::sqrt(1.0 / 3.0)},
+             {"no room at all", 2, 1, 0, 0.5, 0},
+             {"in no room at the listener's place", 0, 1, 0, 1, 1},
+             {"no reference distance", 1, 0, 100, 0, 0},
+             {"no reference distance at the listener's place", 0, 0, 100, 0, 0},
+             {"no number", kNan, 1, 100, 0, 0},
+         }) {
+        SCOPED_TRACE(c.what);
+        const Heard heard = HearTwoChannels(c.distance, c.referenceDistanceSq, c.roomSize);
+        EXPECT_NEAR(heard.direct, c.gain * full.direct, 1e-7);
+        EXPECT_NEAR(heard.reverb, c.sendGain * c.sendGain * full.reverb, 1e-3 * full.reverb);
+    }
+}
+
+// Sound k is the constant 2^-(k+5), so that the sum, which is exact, tells which ones play.
+TEST(Context, StopsTheOldestSoundsBeyondTheLimit)
+{
+    struct Case {
+        int maxPolyphonics, sounds;
+        bool moved;
+        unsigned playing; // bit k: sound k
+    };
+    for (const Case c : {Case{8, 8, false, 0xff},
+                         {8, 9, false, 0x1ff},
+                         {8, 10, false, 0x3fe},
+                         {8, 9, true, 0x1fe},
+                         {1, 3, false, 0x6},
+                         {0, 1, false, 0x1},
+                         {0, 3, false, 0x4},
+                         {-7, 3, false, 0x4},
+                         {0, 3, true, 0x0},
+                         {std::numeric_limits<int>::min(), 3, true, 0x0},
+                         {std::numeric_limits<int>::max(), 10, true, 0x3ff}}) {
+        SCOPED_TRACE(testing::Message() << c.sounds << " of " << c.maxPolyphonics);
+        ContextHost host(c.maxPolyphonics);
+        for (int k = 0; k < c.sounds; ++k)
+            host.context->PlayRelative(ConstantBuffer(std::ldexp(1.0f, -5 - k), 2), {0.5f, 0, 0}, kPlain);
+        if (c.moved) host.Respatialize();
+        const float sum = host.ValueAfter(kStart);
+        unsigned playing = 0;
+        for (int k = 0; k < 10; ++k)
+            if (static_cast<unsigned>(std::lround(std::ldexp(sum, 14))) >> (9 - k) & 1) playing |= 1u << k;
+        EXPECT_EQ(playing, c.playing);
+        EXPECT_EQ(std::ldexp(sum, 14), std::floor(std::ldexp(sum, 14)));
+    }
+}
+
+// With every play beyond four times the limit, what has ended is let go: otherwise it would be asked about.
+TEST(Context, LetsGoOfSoundsThatHaveEnded)
+{
+    ContextHost host(2);
+    host.Respatialize();
+    const Buffer click = ConstantBuffer(0.1f, 1, 10);
+    for (int i = 0; i < 3; ++i) host.context->PlayAbsolute(click, {1, 0, 0}, kPlain);
+    EXPECT_EQ(host.queries, 3);
+    host.Respatialize();
+    EXPECT_EQ(host.queries, 3 + 2);
+    host.Render(kStart);
+    host.Respatialize();
+    EXPECT_EQ(host.queries, 3 + 2);
+}
+
+// Two channels are scaled by the coefficient, which makes it plain to hear.
+TEST(Context, SendsNoUpdateForAChangedWallAlone)
+{
+    ContextHost host;
+    host.Respatialize();
+    host.context->PlayAbsolute(ConstantBuffer(0.25f, 2), {0.5f, 0, 0}, kPlain);
+    EXPECT_EQ(host.ValueAfter(kStart), 0.25f);
+    host.occlusion = 0.5f;
+    host.Respatialize();
+    EXPECT_EQ(host.queries, 2); // asked again
+    EXPECT_EQ(host.ValueAfter(kStart), 0.25f);
+    host.Respatialize({0.125f, 0, 0});
+    EXPECT_EQ(host.queries, 3);
+    EXPECT_EQ(host.ValueAfter(kStart), 0.125f);
+    host.occlusion = kNan; // counts as 0
+    host.Respatialize();
+    EXPECT_EQ(host.ValueAfter(kStart), 0.0f);
+}
+
+// What is left in the convolvers and equaliser has died away by then.
+TEST(Context, FallsSilentForAListenerWithoutARightAndRecovers)
+{
+    for (const int channels : {1, 2}) {
+        SCOPED_TRACE(channels);
+        ContextHost host;
+        host.Respatialize();
+        const auto plays = [&] { return Peak(host.Hear(512)) > 0.01f; };
+        host.context->PlayAbsolute(ConstantBuffer(0.25f, channels), {1, 0, 0}, kPlain);
+        host.Hear(kStart);
+        EXPECT_TRUE(plays());
+        host.context->Respatialize(kEye, kUp, kUp, {});
+        host.Hear(kStart + 48000);
+        EXPECT_LT(Peak(host.Hear(4096)), 1e-6f);
+        host.context->PlayRelative(ConstantBuffer(0.25f, 2, 4096), {0.5f, 0, 0}, kPlain);
+        EXPECT_EQ(Peak(host.Hear(kStart + 4096)), 0.25f); // which has a place of its own
+        EXPECT_FALSE(plays());
+        host.Respatialize();
+        host.Hear(kStart);
+        EXPECT_TRUE(plays());
+    }
+}
+
+TEST(LastError, KeepsTheLatestTextAndEveryTextItGave)
+{
+    LastError error;
+    EXPECT_EQ(error.Get(), nullptr);
+    std::thread other([&] {
+        for (int i = 0; i < 1000; ++i) error.Set("other");
+    });
+    std::vector<const char*> given;
+    for (int i = 0; i < 1000; ++i) {
+        error.Set(i % 2 == 0 ? "even" : "odd");
+        given.push_back(error.Get());
+    }
+    other.join();
+    for (const char* text : given)
+        EXPECT_TRUE(text == std::string_view("even") || text == std::string_view("odd") ||
+                    text == std::string_view("other"));
+    std::sort(given.begin(), given.end());
+    EXPECT_LE(std::unique(given.begin(), given.end()) - given.begin(), 3); // a text is kept once
+    error.Set("latest");
+    EXPECT_STREQ(error.Get(), "latest");
+}
+
+} // namespace
+} // namespace kalmarble::test
