@@ -52,8 +52,13 @@ struct ContextHost {
         return out;
     }
 
-    /// The left ear of the last of the next frames.
-    float ValueAfter(int numFrames) const { return Render(numFrames)[2 * static_cast<std::size_t>(numFrames) - 2]; }
+    /// The left ear of the last of the next frames. What was rendered ahead, and so knows nothing of the calls since, is
+    /// dropped by asking for another size first.
+    float ValueAfter(int numFrames) const
+    {
+        Render(1);
+        return Render(numFrames)[2 * static_cast<std::size_t>(numFrames) - 2];
+    }
 
     void Respatialize(const kal::Vector3& eye = kEye, float roomSize = 0, float wetLevel = 0) const
     {
