@@ -216,7 +216,7 @@ TEST(Context, StopsTheOldestSoundsBeyondTheLimit)
     }
 }
 
-// With every play beyond four times the limit, what has ended is let go: otherwise it would be asked about.
+// A tracked sound asks about its wall whenever the listener moves; one that was let go no longer does.
 TEST(Context, LetsGoOfSoundsThatHaveEnded)
 {
     ContextHost host(2);
