@@ -52,8 +52,8 @@ struct ContextHost {
         return out;
     }
 
-    /// The left ear of the last of the next frames. What was rendered ahead, and so knows nothing of the calls since, is
-    /// dropped by asking for another size first.
+    /// The left ear of the last of the next frames. What was rendered ahead, and so knows nothing of the calls since,
+    /// is dropped by asking for another size first.
     float ValueAfter(int numFrames) const
     {
         Render(1);
