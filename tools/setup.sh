@@ -7,6 +7,12 @@ packages="ca-certificates g++ clang clang-format-14 clang-tidy-14 libclang-rt-14
 g++-mingw-w64-i686-posix googletest libgtest-dev libgmock-dev libbenchmark-dev libsndfile1-dev libfftw3-dev \
 libopenal-dev gnuplot-nox alsa-utils wine wine32:i386"
 
+installed() { dpkg-query -W -f '${db:Status-Status}\n' "$1" 2>/dev/null | grep -qx installed; }
+
+missing=""
+for package in $packages; do installed "$package" || missing="$missing $package"; done
+[ -n "$missing" ] || exit 0
+
 scratch=$(mktemp -d)
 log=$scratch/log
 configuration=/dev/null
@@ -22,8 +28,6 @@ fail() {
     echo "setup: $1" >&2
     exit 1
 }
-
-installed() { dpkg-query -W -f '${db:Status-Status}\n' "$1" 2>/dev/null | grep -qx installed; }
 
 # apt ARGUMENTS...: apt-get that asks nothing, removes nothing and writes to the log.
 apt() {
@@ -61,10 +65,6 @@ PREFERENCES
     chmod -R a+rX "$scratch"
     apt update
 }
-
-missing=""
-for package in $packages; do installed "$package" || missing="$missing $package"; done
-[ -n "$missing" ] || exit 0
 
 command -v apt-get >/dev/null || fail "no apt-get here; please install by hand:$missing"
 [ "$(id -u)" -eq 0 ] || command -v sudo >/dev/null || fail "please run tools/setup.sh as root, or install sudo"
