@@ -167,7 +167,7 @@ private:
     }
 
     // A failed call stores a text of its own; this one tells whether there is a context.
-    bool IsInitialized()
+    bool IsInitialized() const
     {
         kal.playLocal(kal.priv, nullptr, nullptr);
         return std::strcmp(kal.checkError(kal.priv), "Not initialized.") != 0;
