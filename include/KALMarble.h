@@ -72,7 +72,7 @@ typedef void(KAL_CALL* KalDebugLog)(const char* message, void* userData);
 
 /* How a context is set up. */
 typedef struct KalInitParam {
-    double samplingRate;              /* output rate, Hz: 4000 to about 320000 */
+    double samplingRate;              /* output rate, Hz: 4000 to about 318000 */
     KalOcclusionQuery occlusionQuery; /* needed by playAbsolute */
     void* occlusionQueryUserData;     /* handed to occlusionQuery */
     int32_t numThreads;               /* threads that render a block, 1 or more; 0 is a programming error that ends the
@@ -137,6 +137,7 @@ typedef struct KalContext {
      *   eye    position, world coordinates
      *   front  where the listener looks, of unit length (it is used as given)
      *   up     not parallel to front; it is made perpendicular to it
+     * What lies along the cross product front x up is heard on the right: (0, 0, -1) and (0, 1, 0) put +x there.
      * Game thread. Errors: "Not initialized.", "Parameter eye is null." and likewise front, up, reverb. */
     void(KAL_CALL* respatialize)(KalPrivate* priv, const KalVector3* eye, const KalVector3* front, const KalVector3* up,
                                  const KalReverbParam* reverb);
