@@ -3,8 +3,6 @@
 #include "Kal/QFFT/CpuFeature.h"
 #include "Kal/QFFT/SimdStages.h"
 
-#include <algorithm>
-#include <iterator>
 #include <xmmintrin.h>
 
 namespace qfft {
@@ -17,12 +15,12 @@ struct Float4 {
     static Float4 Broadcast(const float* p) { return {_mm_load1_ps(p)}; }
     void Store(float* p) const { _mm_storeu_ps(p, v); }
 
-    /// Writes the first elements of a, b, c and d, then the second ones, and so on.
+    /// Writes the first `stride` elements of a, b, c and d, then the next ones, and so on.
     template<unsigned stride>
     static void StoreInterleaved(float* p, Float4 a, Float4 b, Float4 c, Float4 d)
     {
-        static_assert(stride == 1);
-        _MM_TRANSPOSE4_PS(a.v, b.v, c.v, d.v);
+        static_assert(stride == 1 || stride == 4);
+        if constexpr (stride == 1) _MM_TRANSPOSE4_PS(a.v, b.v, c.v, d.v);
         a.Store(p);
         b.Store(p + 4);
         c.Store(p + 8);
@@ -39,18 +37,17 @@ struct Float4 {
     __m128 v;
 };
 
-/// Puts the twiddles of a stage into the order in which a kernel reads them. A wide stage broadcasts single ones. A
-/// narrow one holds lanes / stride values of p in a vector, each `stride` times over.
+/// Puts the twiddles of a stage into the order in which a kernel reads them: for each p, or as many as its vectors
+/// hold, and each j, first the real parts and then the imaginary ones. In a vector each stands `stride` times.
 AlignedVector<float> PackTwiddles(const Stage<float>& stage, unsigned lanes)
 {
     AlignedVector<float> packed;
     if (stage.count == 1) return packed; // all are 1
-    const bool isWide = stage.stride % lanes == 0;
-    const std::size_t width = isWide ? 1 : lanes, repeat = isWide ? 1 : stage.stride;
-    for (std::size_t p = 0; p < stage.count; p += width / repeat)
+    const std::size_t repeat = lanes == 1 ? 1 : stage.stride;
+    for (std::size_t p = 0; p < stage.count; p += lanes / repeat)
         for (unsigned j = 1; j < stage.radix; ++j)
             for (const bool imaginary : {false, true})
-                for (std::size_t lane = 0; lane < width; ++lane) {
+                for (unsigned lane = 0; lane < lanes; ++lane) {
                     const std::size_t m = p + lane / repeat, end = 2 * ((j - 1) * stage.count + m);
                     // The table leaves out m = 0, where twiddles are 1.
                     packed.push_back(m > 0 ? stage.twiddles[end - 2 + imaginary] : imaginary ? 0.0f : 1.0f);
@@ -60,22 +57,22 @@ AlignedVector<float> PackTwiddles(const Stage<float>& stage, unsigned lanes)
 
 struct Row {
     cpu::KernelRow row;
-    unsigned lanes;
-    StageKernel<float> (*find)(const Stage<float>& stage);
+    SimdKernel (*find)(const Stage<float>& stage);
 };
 
 // From wide to narrow.
 constexpr Row rows[] = {
-    {cpu::KernelRow::Avx2, 8, FindAvx2Kernel},
-    {cpu::KernelRow::Sse2, 4, FindSse2Kernel},
+    {cpu::KernelRow::Avx2, FindAvx2Kernel},
+    {cpu::KernelRow::Sse2, FindSse2Kernel},
 };
 
-/// The widest row up to `widest` that has a kernel for a stage, or null.
-const Row* FindRow(const Stage<float>& stage, cpu::KernelRow widest)
+/// The kernel for a stage of the widest row up to `widest` that has one.
+SimdKernel FindKernelUpTo(cpu::KernelRow widest, const Stage<float>& stage)
 {
-    const auto fits = [&](const Row& row) { return row.row <= widest && row.find(stage); };
-    const auto found = std::find_if(std::begin(rows), std::end(rows), fits);
-    return found == std::end(rows) ? nullptr : found;
+    for (const Row& row : rows)
+        if (row.row <= widest)
+            if (const SimdKernel found = row.find(stage); found.kernel) return found;
+    return {};
 }
 
 /// Turns a radix-4 stage and the radix-2 one after it, if they are the last, into one pass over the data.
@@ -84,14 +81,14 @@ void FuseLastStages(std::vector<Stage<float>>& stages, cpu::KernelRow widest)
     if (stages.size() < 2) return;
     const Stage<float>& first = stages.end()[-2];
     const Stage<float> both = {nullptr, first.radix * stages.back().radix, first.stride, 1, nullptr};
-    if (both.radix != 8 || !FindRow(both, widest)) return;
+    if (both.radix != 8 || !FindKernelUpTo(widest, both).kernel) return;
     stages.pop_back();
     stages.back() = both;
 }
 
 } // namespace
 
-StageKernel<float> FindSse2Kernel(const Stage<float>& stage)
+SimdKernel FindSse2Kernel(const Stage<float>& stage)
 {
     return FindKernel<Float4>(stage);
 }
@@ -102,10 +99,10 @@ std::vector<AlignedVector<float>> UseSimdKernels(std::vector<Stage<float>>& stag
     FuseLastStages(stages, widest);
     std::vector<AlignedVector<float>> packed;
     for (Stage<float>& stage : stages) {
-        const Row* row = FindRow(stage, widest);
-        if (!row) continue;
-        packed.push_back(PackTwiddles(stage, row->lanes));
-        stage.kernel = row->find(stage);
+        const SimdKernel found = FindKernelUpTo(widest, stage);
+        if (!found.kernel) continue;
+        packed.push_back(PackTwiddles(stage, found.twiddleLanes));
+        stage.kernel = found.kernel;
         stage.twiddles = packed.back().data();
     }
     return packed;

@@ -47,7 +47,7 @@ struct Float8 {
 
 } // namespace
 
-StageKernel<float> FindAvx2Kernel(const Stage<float>& stage)
+SimdKernel FindAvx2Kernel(const Stage<float>& stage)
 {
     return FindKernel<Float8>(stage);
 }

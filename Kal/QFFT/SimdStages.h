@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Kal/QFFT/Butterfly.h"
-#include "Kal/QFFT/Stage.h"
+#include "Kal/QFFT/Kernel_SimdX86.h"
 
 namespace qfft {
 
@@ -54,8 +54,8 @@ void WideStage(const Stage<float>& stage, const float* inReal, const float* inIm
     }
 }
 
-/// A radix-4 stage whose stride is less than the lanes, which divide stride times count. Twiddles: per vector and per
-/// j, a vector of real and one of imaginary parts.
+/// A radix-4 stage whose stride is at most the lanes, which divide stride times count. Twiddles: per vector and per j,
+/// a vector of real and one of imaginary parts.
 template<class V, unsigned stride>
 void NarrowStage(const Stage<float>& stage, const float* inReal, const float* inImag, float* outReal, float* outImag)
 {
@@ -72,23 +72,21 @@ void NarrowStage(const Stage<float>& stage, const float* inReal, const float* in
     }
 }
 
-/// The kernel of a stage, or null if these vectors do not fit it.
+/// The kernel of a stage, or none if these vectors do not fit it.
 template<class V>
-StageKernel<float> FindKernel(const Stage<float>& stage)
+SimdKernel FindKernel(const Stage<float>& stage)
 {
-    if (stage.stride % V::kLanes == 0) {
-        const bool isLast = stage.count == 1;
-        if (stage.radix == 4) return isLast ? WideStage<V, 4, true> : WideStage<V, 4, false>;
-        if (stage.radix == 3) return isLast ? WideStage<V, 3, true> : WideStage<V, 3, false>;
-        if (stage.radix == 8) return isLast ? WideStage<V, 8, true> : nullptr;
-        return isLast ? WideStage<V, 2, true> : WideStage<V, 2, false>;
+    const bool isLast = stage.count == 1;
+    if (stage.radix == 4 && stage.stride <= V::kLanes && !isLast) {
+        if (stage.stride * stage.count % V::kLanes != 0) return {};
+        if (stage.stride == 1) return {NarrowStage<V, 1>, V::kLanes};
+        if (stage.stride == 4) return {NarrowStage<V, 4>, V::kLanes};
     }
-    if (stage.radix == 4 && stage.stride * stage.count % V::kLanes == 0) {
-        if (stage.stride == 1) return NarrowStage<V, 1>;
-        if constexpr (V::kLanes > 4)
-            if (stage.stride == 4) return NarrowStage<V, 4>;
-    }
-    return nullptr;
+    if (stage.stride % V::kLanes != 0) return {};
+    if (stage.radix == 2) return {isLast ? WideStage<V, 2, true> : WideStage<V, 2, false>, 1};
+    if (stage.radix == 3) return {isLast ? WideStage<V, 3, true> : WideStage<V, 3, false>, 1};
+    if (stage.radix == 4) return {isLast ? WideStage<V, 4, true> : WideStage<V, 4, false>, 1};
+    return {isLast ? WideStage<V, 8, true> : nullptr, 1};
 }
 
 } // namespace qfft

@@ -22,8 +22,8 @@ TEST(SimdKernels, ServeEveryStageOfAPowerOfTwo)
         UseSimdKernels(stages);
         ASSERT_EQ(stages.size(), row == cpu::KernelRow::Generic ? 4u : 3u); // the last two in one
         for (const Stage<float>& stage : stages)
-            EXPECT_EQ(stage.kernel, row == cpu::KernelRow::Avx2   ? FindAvx2Kernel(stage)
-                                    : row == cpu::KernelRow::Sse2 ? FindSse2Kernel(stage)
+            EXPECT_EQ(stage.kernel, row == cpu::KernelRow::Avx2   ? FindAvx2Kernel(stage).kernel
+                                    : row == cpu::KernelRow::Sse2 ? FindSse2Kernel(stage).kernel
                                                                   : GenericKernel<float>(stage.radix));
     }
     cpu::SelectRow(selectedBefore);
