@@ -1,4 +1,5 @@
 // Forward complex transforms in single precision, out of place, on split arrays.
+#include "Kal/QFFT/AlignedVector.h"
 #include "Kal/QFFT/CpuFeature.h"
 #include "Kal/QFFT/FFTSetup.h"
 
@@ -12,21 +13,17 @@
 
 namespace {
 
-constexpr unsigned kLargest = 4096;
-
+/// Arrays allocated one by one, as a caller would.
 struct Arrays {
-    Arrays()
+    explicit Arrays(std::size_t size) : inReal(size), inImag(size), outReal(size), outImag(size)
     {
         std::mt19937 random(1);
         for (float& x : inReal) x = std::uniform_real_distribution(-1.0f, 1.0f)(random);
         for (float& x : inImag) x = std::uniform_real_distribution(-1.0f, 1.0f)(random);
     }
 
-    alignas(64) float inReal[kLargest];
-    alignas(64) float inImag[kLargest];
-    alignas(64) float outReal[kLargest];
-    alignas(64) float outImag[kLargest];
-} arrays;
+    qfft::AlignedVector<float> inReal, inImag, outReal, outImag;
+};
 
 void Transform(benchmark::State& state, qfft::cpu::KernelRow row)
 {
@@ -36,17 +33,19 @@ void Transform(benchmark::State& state, qfft::cpu::KernelRow row)
         return;
     }
     qfft::cpu::SelectRow(row);
-    const auto setup = qfft::CreateFFTSetup({.size = {static_cast<unsigned>(state.range(0))}});
+    const auto size = static_cast<unsigned>(state.range(0));
+    const auto setup = qfft::CreateFFTSetup({.size = {size}});
     qfft::cpu::SelectRow(widest);
+    Arrays x(size);
     for (auto _ : state) {
-        setup->Transform({arrays.inReal, arrays.inImag, arrays.outReal, arrays.outImag});
+        setup->Transform({x.inReal.data(), x.inImag.data(), x.outReal.data(), x.outImag.data()});
         benchmark::ClobberMemory();
     }
 }
 
 void Sizes(benchmark::internal::Benchmark* benchmark)
 {
-    benchmark->RangeMultiplier(2)->Range(64, kLargest);
+    benchmark->RangeMultiplier(2)->Range(64, 4096);
 }
 
 BENCHMARK_CAPTURE(Transform, Generic, qfft::cpu::KernelRow::Generic)->Apply(Sizes);
@@ -56,12 +55,15 @@ BENCHMARK_CAPTURE(Transform, Avx2, qfft::cpu::KernelRow::Avx2)->Apply(Sizes);
 #ifdef KAL_BENCH_FFTW
 void Fftw(benchmark::State& state)
 {
-    const fftwf_iodim dimension = {static_cast<int>(state.range(0)), 1, 1};
-    Arrays own; // measuring overwrites them
-    const fftwf_plan plan = fftwf_plan_guru_split_dft(1, &dimension, 0, nullptr, own.inReal, own.inImag, own.outReal,
-                                                      own.outImag, FFTW_PATIENT | FFTW_PRESERVE_INPUT);
+    const auto size = static_cast<int>(state.range(0));
+    const fftwf_iodim dimension = {size, 1, 1};
+    Arrays x(size);
+    float *real = x.inReal.data(), *imag = x.inImag.data(), *outReal = x.outReal.data(), *outImag = x.outImag.data();
+    const fftwf_plan plan = fftwf_plan_guru_split_dft(1, &dimension, 0, nullptr, real, imag, outReal, outImag,
+                                                      FFTW_PATIENT | FFTW_PRESERVE_INPUT);
+    x = Arrays(size); // planning has overwritten it
     for (auto _ : state) {
-        fftwf_execute_split_dft(plan, arrays.inReal, arrays.inImag, arrays.outReal, arrays.outImag);
+        fftwf_execute_split_dft(plan, x.inReal.data(), x.inImag.data(), x.outReal.data(), x.outImag.data());
         benchmark::ClobberMemory();
     }
     fftwf_destroy_plan(plan);
