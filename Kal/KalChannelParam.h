@@ -12,7 +12,7 @@ struct ChannelParam {
     double position = 0.0;            ///< play position, frames of the buffer; after creation only a seek moves it
     float gain = 1.0f;                ///< linear gain of the direct sound
     float reverbSendGain = 0.0f;      ///< linear gain of the send into the reverb bus
-    float lowpassCoef = 1.0f;         ///< one-pole low-pass coefficient; 1 = unfiltered
+    float lowpassCoef = 1.0f;         ///< one-pole low-pass coefficient, 0 ... 2; 1 = unfiltered
     bool isLooped = false;            ///< repeats loopStart ... loopEnd; fixed for the voice's life
     std::int32_t loopStart = 0;       ///< first frame of the loop
     std::int32_t loopEnd = 0;         ///< frame one past the loop

@@ -97,7 +97,7 @@ private:
 
     int ReadRun(Playhead& head, float* out, int wanted) const
     {
-        if (head.Step() > kernels::kMaxStep) return 0;
+        if (!(head.Step() > 0.0 && head.Step() <= kernels::kMaxStep)) return 0;
         const kernels::Row& row = kernels::SelectedRow();
         const auto run = head.Straight(wanted, sampler.StraightEnd());
         const int frames = run.frames - run.frames % row.numLanes;
@@ -112,10 +112,19 @@ private:
     bool reachedLoopStart = false;
 };
 
+// Outside 0 ... 2 the filter is not stable: one such voice would drown all others. Below, nothing passes; from 2 on,
+// everything does.
+float StableCoef(float coef)
+{
+    if (coef >= 2.0f) return 1.0f;
+    return coef > 0.0f ? coef : 0.0f;
+}
+
 // The one-pole low-pass y[n] = y[n-1] + coef (x[n] - y[n-1]) over a chunk. A state that is not finite would stay so for
 // good, so it is dropped when the next span begins.
-void Filter(float* frames, int n, float coef, float& state)
+void Filter(float* frames, int n, float lowpassCoef, float& state)
 {
+    const float coef = StableCoef(lowpassCoef);
     if (coef == 1.0f)
         state = frames[n - 1];
     else
@@ -202,7 +211,7 @@ public:
     bool Render(Engine*, int offset, int count, ThreadLocalBuffer& buffer) override
     {
         const ChannelParam& p = this->param;
-        const float gain = FiniteOrZero(p.gain);
+        const float gain = FiniteOrZero(p.gain), coef = FiniteOrZero(p.lowpassCoef);
         const float send = 0.5f * FiniteOrZero(p.reverbSendGain);
         filterStateLeft = FiniteOrZero(filterStateLeft);
         filterStateRight = FiniteOrZero(filterStateRight);
@@ -214,8 +223,8 @@ public:
                 reverbSend[k] += (l + r) * send;
                 filterStateLeft = (l - filterStateLeft) + filterStateLeft;
                 filterStateRight = (r - filterStateRight) + filterStateRight;
-                mix[0] += filterStateLeft * p.lowpassCoef * gain;
-                mix[1] += filterStateRight * p.lowpassCoef * gain;
+                mix[0] += filterStateLeft * coef * gain;
+                mix[1] += filterStateRight * coef * gain;
             }
         });
         return span.goesOn;

@@ -81,8 +81,8 @@ void Engine::Prerender()
     {
         std::lock_guard listLock(channelListMutex);
         renderChannels.clear();
+        renderChannels.reserve(channels.capacity()); // first, so that no voice is lost when there is no memory for it
         renderChannels.swap(channels);
-        channels.reserve(renderChannels.capacity());
         for (const auto& channel : renderChannels) channel->Prerender();
     }
     renderReverbSettings = reverbSettings;
