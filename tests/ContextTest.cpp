@@ -17,7 +17,6 @@
 namespace kalmarble::test {
 namespace {
 
-
 constexpr float kNan = NAN;
 
 float Peak(const std::vector<float>& samples)
