@@ -143,7 +143,7 @@ void Report(const Options& options, const std::string& who, Motion motion, int t
     std::fflush(stdout);
 }
 
-// Own and peer alternate block by block, so that both see the same machine.
+// Own and peer take short turns, so that both see the same machine, each with caches of its own as in a game.
 double RunCase(const Options& options, Motion motion, int threads, int voices)
 {
     const auto own = MakeOwnRenderer(voices, motion, static_cast<unsigned>(threads));
@@ -152,9 +152,10 @@ double RunCase(const Options& options, Motion motion, int threads, int voices)
     if (threads == 1 && voices <= 1000) peer = MakeOpenAlRenderer(voices, motion);
 #endif
     Stopwatch ownTime, peerTime;
-    for (int block = 0; block < Stopwatch::kWarmUpBlocks + options.blocks; ++block) {
-        ownTime.Time(*own, block);
-        if (peer) peerTime.Time(*peer, block);
+    constexpr int kTurn = 10;
+    for (int first = 0; first < Stopwatch::kWarmUpBlocks + options.blocks; first += kTurn) {
+        for (int block = first; block < first + kTurn; ++block) ownTime.Time(*own, block);
+        for (int block = first; peer && block < first + kTurn; ++block) peerTime.Time(*peer, block);
     }
     const Figures figures = ownTime.Result();
     Report(options, "kal", motion, threads, voices, own->ActiveSides(), figures);
