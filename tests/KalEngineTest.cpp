@@ -105,7 +105,8 @@ TEST(EngineDeathTest, NeedsAWorker)
     EXPECT_DEATH(engine->Render(out, 1), "Kal/KalEngine.*maxNumThreads <= bgMutex1.size\\(\\)");
 }
 
-// A scene with every kind of voice; changes happen at whole multiples of 1000 frames of the scene.
+// A scene with every kind of voice. Every 371 frames some change, others jump, and in the end some stop; each change is
+// scheduled just before the block that it falls into.
 std::vector<float> Scene(unsigned numThreads, int blockSize, int numVoices)
 {
     const auto engine = MakeEngine(numThreads);
@@ -128,27 +129,32 @@ std::vector<float> Scene(unsigned numThreads, int blockSize, int numVoices)
         params.push_back(param);
         channels.push_back(engine->CreateChannel(i * 3.0, NoiseBuffer(format, numChannels, 2000, 10 + i), param));
     }
-    std::vector<float> out(2 * 8000);
-    for (int done = 0; done < 8000; done += blockSize) {
-        if (done % 1000 == 0)
-            for (std::size_t i = 0; i < channels.size(); i += 2) {
+    constexpr int kFrames = 8000, kInterval = 371;
+    std::vector<float> out(2 * kFrames);
+    int change = kInterval;
+    for (int done = 0, n; done < kFrames; done += n) {
+        n = std::min(blockSize, kFrames - done);
+        for (; change < done + n; change += kInterval)
+            for (std::size_t i = change % 2; i < channels.size(); i += 2) {
                 params[i].sourcePosition.x += 0.2f;
                 params[i].gain *= 0.9f;
-                params[i].shouldStop = done >= 3000 && i % 8 == 0;
-                channels[i]->UpdateChannelParam(0.0, params[i]);
+                params[i].loopStart += 3;
+                params[i].shouldStop |= change >= 3000 && i % 8 == 0;
+                channels[i]->UpdateChannelParam(change - done, params[i]);
+                if (i % 5 == 0) channels[i]->Seek(change - done + 0.7, 40.25 * static_cast<double>(i));
             }
         engine->Prerender();
-        engine->Render(out.data() + 2 * done, blockSize);
+        engine->Render(out.data() + 2 * done, n);
     }
     return out;
 }
 
 TEST(Engine, SoundsTheSameInBlocksOfAnySizeAndOnAnyNumberOfThreads)
 {
-    for (const int numVoices : {7, 40}) {
+    for (const int numVoices : {7, 16, 100}) {
         const auto reference = Scene(1, 1000, numVoices);
         EXPECT_GT(*std::max_element(reference.begin(), reference.end()), 0.01f);
-        for (const int blockSize : {1, 8, 125, 500})
+        for (const int blockSize : {1, 64, 127, 512})
             EXPECT_GT(test::SignalToErrorDb(Scene(1, blockSize, numVoices), reference), 100.0) << blockSize;
         for (const unsigned numThreads : {2u, 4u, 7u})
             EXPECT_GT(test::SignalToErrorDb(Scene(numThreads, 1000, numVoices), reference), 100.0) << numThreads;
@@ -227,34 +233,136 @@ TEST(Engine, RecoversFromSamplesThatAreNoSound)
         }
 }
 
-TEST(Engine, AllocatesNothingOnceWarm)
+// One voice whose filter would grow without bound, beside one that plays a constant.
+TEST(Engine, LetsNoCoefficientDrownTheOthers)
+{
+    for (const bool isSpatialized : {false, true})
+        for (const float coef : {kNaN, kInfinity, -kInfinity, -1.0f, 2.5f, 1e30f}) {
+            const auto engine = MakeEngine();
+            ChannelParam param;
+            param.isLooped = true;
+            param.loopEnd = 4000;
+            param.gain = param.reverbSendGain = 0.01f;
+            param.lowpassCoef = coef;
+            param.isSpatialized = isSpatialized;
+            param.referenceDistanceSq = 1.0f;
+            engine->CreateChannel(0.0, NoiseBuffer(AudioFormat::Float32, 1, 4000, 3), param);
+            if (!std::isfinite(coef)) // which is the gain of two channels
+                engine->CreateChannel(0.0, NoiseBuffer(AudioFormat::Float32, 2, 4000, 3), param);
+            ChannelParam plain;
+            plain.gain = 0.5f;
+            engine->CreateChannel(
+                0.0, std::make_shared<TestBuffer>(AudioFormat::Float32, 2, 48000.0, std::vector<double>(9000, 1.0)),
+                plain);
+            std::vector<float> out(2 * 4096);
+            engine->Prerender();
+            engine->Render(out.data(), 4096);
+            double mean = 0.0;
+            for (const float x : out) mean += x / static_cast<double>(out.size());
+            EXPECT_NEAR(mean, 0.5, 0.05) << coef << isSpatialized;
+        }
+}
+
+#if !KAL_THREAD_SANITIZER
+TEST(Engine, KeepsItsVoicesWhenThereIsNoMemoryForABlock)
+{
+    const auto engine = std::make_shared<Engine>(EngineParam{});
+    const auto sound = std::make_shared<TestBuffer>(AudioFormat::Float32, 2, 48000.0, std::vector<double>(4000, 0.125));
+    std::vector<float> out(2 * 64);
+    for (int i = 0; i < 3; ++i) {
+        engine->CreateChannel(0.0, sound, {});
+        test::LimitAllocations(0);
+        EXPECT_THROW(engine->Prerender(); engine->Render(out.data(), 64), std::bad_alloc);
+        test::LimitAllocations(std::numeric_limits<std::size_t>::max());
+    }
+    engine->Prerender();
+    engine->Render(out.data(), 64);
+    EXPECT_EQ(out[126], 0.375f);
+}
+#endif
+
+// Voices that come while a block is rendered find room without it, and changes are made and dropped without memory.
+// What has been scheduled is released by the next call that schedules, ended voices by whoever holds them.
+TEST(Engine, AllocatesAndReleasesNothingOnceWarm)
 {
     const auto engine = MakeEngine(2);
     std::mt19937 random(1);
     std::vector<std::shared_ptr<Channel>> channels;
     std::vector<float> out(2 * 512);
-    std::uint64_t allocations = 0;
+    ChannelParam param;
+    param.gain = param.reverbSendGain = 0.1f;
+    param.loopEnd = 500;
+    const auto play = [&](int seed) {
+        param.isSpatialized = random() % 4 != 0;
+        param.isLooped = random() % 3 == 0;
+        param.sourcePosition = {static_cast<float>(random() % 9) - 4.0f, 1.0f, static_cast<float>(random() % 9) - 4.0f};
+        channels.push_back(engine->CreateChannel(
+            random() % 900, NoiseBuffer(AudioFormat::Signed16, random() % 5 ? 1 : 2, 3000, seed), param));
+    };
+    const auto change = [&] {
+        Channel& channel = *channels[random() % channels.size()];
+        channel.Seek(random() % 2000, random() % 500);
+        if (random() % 2) channel.Stop(random() % 2000);
+    };
     for (int block = 0; block < 300; ++block) {
-        for (int i = 0; i < (block % 10 == 1 ? 40 : 0); ++i) {
-            ChannelParam param;
-            param.gain = param.reverbSendGain = 0.1f;
-            param.isSpatialized = random() % 4 != 0;
-            param.isLooped = random() % 3 == 0;
-            param.loopEnd = 500;
-            param.sourcePosition = {static_cast<float>(random() % 9) - 4.0f, 1.0f,
-                                    static_cast<float>(random() % 9) - 4.0f};
-            channels.push_back(engine->CreateChannel(
-                random() % 900, NoiseBuffer(AudioFormat::Signed16, random() % 5 ? 1 : 2, 3000, block), param));
-            const auto& changed = channels[random() % channels.size()];
-            changed->Seek(random() % 2000, random() % 500);
-            if (random() % 2) changed->Stop(random() % 2000);
+        const bool hasBegun = block % 20 == 3, isEventful = hasBegun || block % 10 == 0;
+        if (hasBegun) engine->Prerender();
+        for (int i = 0; i < 40 && isEventful; ++i) {
+            play(block);
+            change();
         }
-        engine->Prerender();
-        const auto before = test::AllocationsSoFar().count;
+        if (!hasBegun) engine->Prerender();
+        if (!isEventful) change();
+        const auto before = test::AllocationsSoFar();
         engine->Render(out.data(), block % 7 ? 512 : 100);
-        if (block > 1) allocations += test::AllocationsSoFar().count - before;
+        const bool takesChangesOnly = block % 10 > 5; // and no new voices, for which lists may grow
+        if (takesChangesOnly) engine->Prerender();
+        const auto after = test::AllocationsSoFar();
+        if (block <= 1) continue; // the longest block is behind us then
+        ASSERT_EQ(after.count, before.count) << block;
+        ASSERT_EQ(after.releases, before.releases) << block;
+        if (takesChangesOnly) engine->Render(out.data(), 512);
     }
-    EXPECT_EQ(allocations, 0u);
+}
+
+TEST(Engine, LetsGoOfVoicesThatHaveEnded)
+{
+    const auto engine = std::make_shared<Engine>(EngineParam{});
+    const auto sound = NoiseBuffer(AudioFormat::Signed16, 1, 100, 1);
+    for (int i = 0; i < 10; ++i) engine->CreateChannel(0.0, sound, {});
+    EXPECT_GT(sound.use_count(), 10);
+    float out[2 * 200];
+    for (int block = 0; block < 2; ++block) {
+        engine->Prerender();
+        engine->Render(out, 200);
+    }
+    EXPECT_EQ(sound.use_count(), 1);
+}
+
+// A room without reverbs is silent but for the sound itself; what is set during a block waits for the next one.
+TEST(Engine, TakesTheRoomOverAtTheNextBlock)
+{
+    const auto engine = std::make_shared<Engine>(EngineParam{});
+    ChannelParam param;
+    param.gain = 0.0f;
+    param.reverbSendGain = 1.0f;
+    param.isLooped = true;
+    param.loopEnd = 9000;
+    engine->CreateChannel(0.0, NoiseBuffer(AudioFormat::Float32, 1, 9000, 1), param);
+    const ReverbSettings usual = engine->reverbSettings;
+    ReverbSettings silent = usual;
+    for (ReverbSetting& setting : silent) setting.level = 0.0f;
+    const auto peak = [&](const ReverbSettings& before, const ReverbSettings& during) {
+        std::vector<float> out(2 * 4096);
+        engine->reverbSettings = before;
+        engine->Prerender();
+        engine->reverbSettings = during;
+        engine->Render(out.data(), 4096);
+        return std::fabs(*std::max_element(out.end() - 1000, out.end())); // the gains have moved by then
+    };
+    EXPECT_GT(peak(usual, silent), 0.01f);
+    EXPECT_LT(peak(silent, usual), 1e-4f); // what the low band still rings
+    EXPECT_GT(peak(usual, usual), 0.01f);
 }
 
 } // namespace

@@ -8,41 +8,35 @@
 
 namespace {
 
-thread_local kal::test::Allocations allocations;
-
-std::atomic<std::size_t> mostBytes{std::numeric_limits<std::size_t>::max()};
+std::atomic<std::uint64_t> count{0}, bytes{0}, releases{0};
 
 void Count(std::size_t size)
 {
-    ++allocations.count;
-    allocations.bytes += size;
+    ++count;
+    bytes += size;
 }
 
 } // namespace
 
 kal::test::Allocations kal::test::AllocationsSoFar()
 {
-    return allocations;
+    return {count, bytes, releases};
 }
-
-void kal::test::LimitAllocations(std::size_t bytes)
-{
-    mostBytes = bytes;
-}
-
-#ifdef __has_feature
-#define KAL_THREAD_SANITIZER __has_feature(thread_sanitizer)
-#else
-#define KAL_THREAD_SANITIZER 0
-#endif
 
 #if KAL_THREAD_SANITIZER
-// Its own operators cannot be replaced, but they report.
+// Its operators report instead.
 #include <sanitizer/allocator_interface.h>
 
 [[maybe_unused]] static const int installed = __sanitizer_install_malloc_and_free_hooks(
-    [](const volatile void*, std::size_t size) { Count(size); }, [](const volatile void*) {});
+    [](const volatile void*, std::size_t size) { Count(size); }, [](const volatile void*) { ++releases; });
 #else
+static std::atomic<std::size_t> mostBytes{std::numeric_limits<std::size_t>::max()};
+
+void kal::test::LimitAllocations(std::size_t limit)
+{
+    mostBytes = limit;
+}
+
 // The array forms of the standard library end up here too; so do its nothrow forms, except the address sanitizer's.
 void* operator new(std::size_t size)
 {
@@ -74,12 +68,13 @@ void* operator new(std::size_t size, const std::nothrow_t&) noexcept
 
 void operator delete(void* memory) noexcept
 {
+    releases += memory != nullptr;
     std::free(memory);
 }
 
 void operator delete(void* memory, std::size_t) noexcept
 {
-    std::free(memory);
+    ::operator delete(memory);
 }
 
 void operator delete(void* memory, std::align_val_t) noexcept
@@ -87,7 +82,7 @@ void operator delete(void* memory, std::align_val_t) noexcept
     if (!memory) return;
     void* block;
     std::memcpy(&block, static_cast<char*>(memory) - sizeof(void*), sizeof(void*));
-    std::free(block);
+    ::operator delete(block);
 }
 
 void operator delete(void* memory, std::size_t, std::align_val_t alignment) noexcept

@@ -3,17 +3,25 @@
 #include <cstddef>
 #include <cstdint>
 
+#ifdef __has_feature
+#define KAL_THREAD_SANITIZER __has_feature(thread_sanitizer)
+#else
+#define KAL_THREAD_SANITIZER 0
+#endif
+
 namespace kal::test {
 
-/// What the calling thread has allocated through operator new so far.
+/// What all threads have allocated and released through operator new and delete so far.
 struct Allocations {
     std::uint64_t count;
     std::uint64_t bytes;
+    std::uint64_t releases;
 };
 Allocations AllocationsSoFar();
 
-/// Lets every later allocation of more bytes than these fail, on every thread. Has no effect under the thread
-/// sanitizer.
+#if !KAL_THREAD_SANITIZER // whose own operators cannot be replaced
+/// Lets every later allocation of more bytes than these fail, on every thread.
 void LimitAllocations(std::size_t bytes);
+#endif
 
 } // namespace kal::test

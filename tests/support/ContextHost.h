@@ -4,6 +4,8 @@
 
 #include <cmath>
 #include <memory>
+#include <mutex>
+#include <string>
 #include <vector>
 
 namespace kalmarble::test {
@@ -25,10 +27,10 @@ inline Buffer ConstantBuffer(float value, int channels, int frames = 480000)
     return MakeBuffer(std::vector<float>(static_cast<std::size_t>(channels * frames), value), channels);
 }
 
-/// A context with a host that answers occlusion queries and counts them.
+/// A context with a host that answers occlusion queries, counts them and keeps what it is told.
 struct ContextHost {
     explicit ContextHost(int maxPolyphonics = 8, double rate = 48000, int numThreads = 1)
-        : context(std::make_shared<Context>(InitParam{rate, Ask, this, numThreads, maxPolyphonics, nullptr, nullptr}))
+        : context(std::make_shared<Context>(InitParam{rate, Ask, this, numThreads, maxPolyphonics, Keep, this}))
     {
     }
 
@@ -67,6 +69,8 @@ struct ContextHost {
 
     float occlusion = 1.0f;
     int queries = 0;
+    std::vector<std::string> lines;   ///< what was logged
+    std::mutex mutex;                 ///< guards lines, which come from two threads
     std::shared_ptr<Context> context; ///< gone before what it calls
 
 private:
@@ -74,6 +78,12 @@ private:
     {
         ++static_cast<ContextHost*>(host)->queries;
         *result = static_cast<ContextHost*>(host)->occlusion;
+    }
+
+    static void KAL_CALL Keep(const char* line, void* host)
+    {
+        std::lock_guard lock(static_cast<ContextHost*>(host)->mutex);
+        static_cast<ContextHost*>(host)->lines.emplace_back(line);
     }
 };
 
