@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <utility>
 
 namespace kal {
 
@@ -21,6 +22,13 @@ public:
     float* Data() { return data; }
     const float* Data() const { return data; }
     void Clear() { std::fill_n(data, count, 0.0f); }
+
+    void Swap(AlignedArray& other)
+    {
+        std::swap(allocation, other.allocation);
+        std::swap(data, other.data);
+        std::swap(count, other.count);
+    }
 
 private:
     static constexpr std::size_t kAlignment = 64;

@@ -94,7 +94,7 @@ void RealFFT::ForwardTransform(float* outReal, float* outImag, const float* inpu
     row.turnPairs({size, zReal, zImag, turns->real.Data(), turns->imag.Data(), 1.0f, 0.25f, outReal, outImag});
 }
 
-RealFFT::Halves RealFFT::BackwardTransform(const float* inReal, const float* inImag)
+void RealFFT::BackwardTransform(float* output, const float* inReal, const float* inImag)
 {
     float *zReal = spectrumReal.Data(), *zImag = spectrumImag.Data();
     zReal[0] = inReal[0] + inReal[size];
@@ -102,27 +102,21 @@ RealFFT::Halves RealFFT::BackwardTransform(const float* inReal, const float* inI
     kernels::SelectedRow().turnPairs(
         {size, inReal, inImag, turns->real.Data(), turns->imag.Data(), -1.0f, 1.0f, zReal, zImag});
     backward->Transform({zReal, zImag, even.Data(), odd.Data()});
-    return {even.Data(), odd.Data()};
-}
-
-void RealFFT::BackwardTransform(float* output, const float* inReal, const float* inImag)
-{
-    const Halves halves = BackwardTransform(inReal, inImag);
     for (int i = 0; i < size; ++i) {
-        output[2 * i] = halves.even[i];
-        output[2 * i + 1] = halves.odd[i];
+        output[2 * i] = even.Data()[i];
+        output[2 * i + 1] = odd.Data()[i];
     }
 }
 
 template<int Responses>
-BlockConvolver<Responses>::BlockConvolver(const std::array<const float*, Responses>& responses,
-                                          const RealFFT& transform)
-    : filters(Filled<Spectra>(transform.Size() + 1)),
-      products(Filled<Spectra>(transform.Size() + 1)),
-      input(2 * transform.Size()),
-      outputs(Filled<Signals>(2 * transform.Size())),
-      blockLength(transform.Size()),
-      fft(transform)
+BlockConvolver<Responses>::BlockConvolver(const std::array<const float*, Responses>& responses, int length)
+    : filters(Filled<Spectra>(length + 1)),
+      products(Filled<Spectra>(length + 1)),
+      input(2 * length),
+      outputs(Filled<Signals>(2 * length)),
+      tails(Filled<Signals>(length)),
+      blockLength(length),
+      fft(length)
 {
     input.Clear();
     for (int i = 0; i < Responses; ++i) {
@@ -131,21 +125,6 @@ BlockConvolver<Responses>::BlockConvolver(const std::array<const float*, Respons
         fft.ForwardTransform(filters[i].real.Data(), filters[i].imag.Data(), input.Data());
     }
     input.Clear();
-}
-
-template<int Responses>
-void BlockConvolver<Responses>::Put(const float* samples, int count)
-{
-    float* to = input.Data() + position;
-    if (samples) {
-        std::copy_n(samples, count, to);
-        if (std::any_of(samples, samples + count, [](float x) { return std::fabs(x) > kSilence; }))
-            inputNonZero = hasOutput = true;
-    } else {
-        std::fill_n(to, count, 0.0f);
-    }
-    position += count;
-    if (position == blockLength) BufferFull();
 }
 
 template<int Responses>
@@ -164,7 +143,6 @@ void BlockConvolver<Responses>::BufferFull()
 template<int Responses>
 void BlockConvolver<Responses>::ConvolveInput()
 {
-    const kernels::Row& row = kernels::SelectedRow();
     const unsigned bins = blockLength + 1;
     float *spectrumReal = products[0].real.Data(), *spectrumImag = products[0].imag.Data();
     fft.ForwardTransform(spectrumReal, spectrumImag, input.Data());
@@ -179,8 +157,10 @@ void BlockConvolver<Responses>::ConvolveInput()
 
     const auto scale = static_cast<float>(1.0 / blockLength);
     for (int i = 0; i < Responses; ++i) {
-        const RealFFT::Halves result = fft.BackwardTransform(products[i].real.Data(), products[i].imag.Data());
-        row.overlapAdd(blockLength, result.even, result.odd, scale, outputs[i].Data());
+        std::copy_n(outputs[i].Data() + blockLength, blockLength, tails[i].Data());
+        fft.BackwardTransform(outputs[i].Data(), products[i].real.Data(), products[i].imag.Data());
+        Scale(2 * blockLength, outputs[i].Data(), scale);
+        Accumulate(blockLength, outputs[i].Data(), tails[i].Data());
     }
 }
 

@@ -25,13 +25,6 @@ public:
     /// [render] 2 size samples of the bins 0 ... size. The imaginary parts of bins 0 and size are not read.
     void BackwardTransform(float* output, const float* inReal, const float* inImag);
 
-    struct Halves {
-        const float *even, *odd; ///< size samples each
-    };
-
-    /// [render] The same without putting the samples in order. They are valid until the next transform.
-    Halves BackwardTransform(const float* inReal, const float* inImag);
-
 private:
     /// What the bins of the two halves are turned by, for bins 1 ... size / 2.
     struct Turns {
@@ -46,6 +39,12 @@ private:
     std::shared_ptr<const Turns> turns;
 };
 
+/// The bins of a real transform.
+struct Spectrum {
+    explicit Spectrum(int bins) : real(bins), imag(bins) {}
+    AlignedArray real, imag;
+};
+
 /// Uniform overlap-add convolution of one signal with Responses impulse responses of equal length: blocks as long as
 /// the responses, transforms twice as long. The output lags the input by one block and is half the linear convolution:
 /// the forward transform halves the signal and the response, the backward one gives back one of the two factors. The
@@ -55,30 +54,17 @@ private:
 template<int Responses>
 class BlockConvolver {
 public:
-    /// Input no louder than this is silence to Put: -200 dB.
-    static constexpr float kSilence = 1e-10f;
-
     /// [render] False when the output to come is all zero whatever is put in before the block is full.
     bool HasOutput() const { return hasOutput; }
 
-    /// [render] Samples until the block is full, 1 or more.
-    int Room() const { return blockLength - position; }
-
-    /// [render] The next Room() samples of output of one response.
-    const float* Output(int response) const { return outputs[response].Data() + position; }
-
-    /// [render] Takes count <= Room() samples of input, silence when input is null, and passes over as many of output.
-    void Put(const float* input, int count);
-
-    /// [render] Finishes a block: the second half of the last result and the first half of the new one become the
-    /// output.
-    void BufferFull();
-
 protected:
-    /// The responses have as many samples as the transform's size.
-    BlockConvolver(const std::array<const float*, Responses>& responses, const RealFFT& transform);
+    /// The responses have blockLength samples, a power of two, which it asserts.
+    BlockConvolver(const std::array<const float*, Responses>& responses, int blockLength);
     ~BlockConvolver() = default;
     BlockConvolver(const BlockConvolver&) = default;
+
+    /// One sample of output of one response; the next after Take.
+    float Output(int response) const { return outputs[response].Data()[position]; }
 
     void Take(float x)
     {
@@ -88,13 +74,10 @@ protected:
     }
 
 private:
-    struct Spectrum {
-        explicit Spectrum(int bins) : real(bins), imag(bins) {}
-        AlignedArray real, imag;
-    };
     using Spectra = std::array<Spectrum, Responses>;
     using Signals = std::array<AlignedArray, Responses>;
 
+    void BufferFull();
     void ConvolveInput();
     bool ShiftTails();
 
@@ -102,6 +85,7 @@ private:
     Spectra products;   ///< the first holds the spectrum of the input before
     AlignedArray input; ///< the second half is always zero
     Signals outputs;
+    Signals tails;
     int blockLength;
     int position = 0;
     RealFFT fft;
@@ -113,12 +97,12 @@ private:
 class MiniConvolver : public BlockConvolver<1> {
 public:
     /// [control] Copies the response of length samples, a power of two, which it asserts.
-    MiniConvolver(const float* response, int length) : BlockConvolver({response}, RealFFT(length)) {}
+    MiniConvolver(const float* response, int length) : BlockConvolver({response}, length) {}
 
     /// [render] Takes one sample and returns the output of one block before.
     float Apply(float x)
     {
-        const float y = *Output(0);
+        const float y = Output(0);
         Take(x);
         return y;
     }
@@ -128,22 +112,12 @@ public:
 class DualMiniConvolver : public BlockConvolver<2> {
 public:
     /// [control] Copies both responses of length samples, a power of two, which it asserts.
-    DualMiniConvolver(const float* left, const float* right, int length)
-        : BlockConvolver({left, right}, RealFFT(length))
-    {
-    }
-
-    /// [control] Copies both responses of as many samples as the transform's size, and the transform: convolvers built
-    /// from one share its tables.
-    DualMiniConvolver(const float* left, const float* right, const RealFFT& transform)
-        : BlockConvolver({left, right}, transform)
-    {
-    }
+    DualMiniConvolver(const float* left, const float* right, int length) : BlockConvolver({left, right}, length) {}
 
     /// [render] Takes one sample and returns the left and right output of one block before.
     std::pair<float, float> Apply(float x)
     {
-        const std::pair<float, float> y(*Output(0), *Output(1));
+        const std::pair<float, float> y(Output(0), Output(1));
         Take(x);
         return y;
     }

@@ -49,41 +49,24 @@ void Deinterleave(int count, const float* in, float* even, float* odd)
     }
 }
 
+/// The products of bin k ... k + lanes - 1.
 template<class V>
-void OverlapAdd(int size, const float* even, const float* odd, float factor, float* output)
+inline void AddProductsAt(const kernels::Products& p, int k)
 {
-    constexpr int kLanes = kNumLanes<V>;
-    float* tail = output + size;
-    int i = 0;
-    for (; i + 2 * kLanes <= size; i += 2 * kLanes) {
-        const Pair<V> x = Interleaved(Load<V>(even + i / 2) * factor, Load<V>(odd + i / 2) * factor);
-        Store(output + i, x.first + Load<V>(tail + i));
-        Store(output + i + kLanes, x.second + Load<V>(tail + i + kLanes));
+    const V real = Load<V>(p.real + k), imag = Load<V>(p.imag + k);
+    for (const kernels::Products::Ear& ear : p.ears) {
+        const V filterReal = Load<V>(ear.filterReal + k), filterImag = Load<V>(ear.filterImag + k);
+        Store(ear.sumReal + k, Load<V>(ear.sumReal + k) + (real * filterReal - imag * filterImag));
+        Store(ear.sumImag + k, Load<V>(ear.sumImag + k) + (real * filterImag + imag * filterReal));
     }
-    for (; i < size; ++i) output[i] = (i % 2 == 0 ? even : odd)[i / 2] * factor + tail[i];
-    for (; i + 2 * kLanes <= 2 * size; i += 2 * kLanes) {
-        const Pair<V> x = Interleaved(Load<V>(even + i / 2) * factor, Load<V>(odd + i / 2) * factor);
-        Store(output + i, x.first);
-        Store(output + i + kLanes, x.second);
-    }
-    for (; i < 2 * size; ++i) output[i] = (i % 2 == 0 ? even : odd)[i / 2] * factor;
 }
 
 template<class V>
-void AccumulateStereo(int count, const float* left, const float* right, float* out)
+void AddProducts(const kernels::Products& p)
 {
-    constexpr int kLanes = kNumLanes<V>;
-    int i = 0;
-    for (; i + kLanes <= count; i += kLanes) {
-        float* to = out + 2 * i;
-        const Pair<V> x = Interleaved(Load<V>(left + i), Load<V>(right + i));
-        Store(to, Load<V>(to) + x.first);
-        Store(to + kLanes, Load<V>(to + kLanes) + x.second);
-    }
-    for (; i < count; ++i) {
-        out[2 * i] += left[i];
-        out[2 * i + 1] += right[i];
-    }
+    int k = 0;
+    for (; k + kNumLanes<V> <= p.bins; k += kNumLanes<V>) AddProductsAt<V>(p, k);
+    for (; k < p.bins; ++k) AddProductsAt<float>(p, k);
 }
 
 } // namespace

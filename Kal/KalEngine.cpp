@@ -135,8 +135,7 @@ void Engine::FinishSpatializer()
     const unsigned numParts = spatializer->PrepareEndRender();
     const unsigned numWorkers = std::max(1u, std::min(param.numThreads, numParts));
     threadPool->Run(numWorkers, [&](unsigned w) {
-        for (unsigned part = w; part < numParts; part += numWorkers)
-            spatializer->EndRender(threadLocalBuffers[w].spatialOut.data(), part);
+        if (w < numParts) spatializer->EndRender(threadLocalBuffers[w].spatialOut.data(), w, numWorkers);
     });
 }
 

@@ -27,6 +27,16 @@ struct PairTurn {
     float *outReal, *outImag; ///< not the inputs
 };
 
+/// One spectrum times a filter for each ear, added to that ear's sum: sum[k] += spectrum[k] filter[k], k < bins.
+struct Products {
+    int bins;
+    const float *real, *imag;
+    struct Ear {
+        const float *filterReal, *filterImag;
+        float *sumReal, *sumImag;
+    } ears[2];
+};
+
 struct Row {
     const char* name;
     int numLanes; ///< frames that are processed together
@@ -53,12 +63,7 @@ struct Row {
     /// even[i] = in[2 i], odd[i] = in[2 i + 1], i < count.
     void (*deinterleave)(int count, const float* in, float* even, float* odd);
 
-    /// With x the interleaved even and odd, 2 size samples of them: output[i] = x[i] factor, and the old output's
-    /// second half is added to the new one's first. An array each for even and odd, size elements.
-    void (*overlapAdd)(int size, const float* even, const float* odd, float factor, float* output);
-
-    /// out[2 i] += left[i], out[2 i + 1] += right[i], i < count.
-    void (*accumulateStereo)(int count, const float* left, const float* right, float* out);
+    void (*addProducts)(const Products& products);
 };
 
 /// The widest step of resample, frames: beyond it, float lanes would place the frames of a group too coarsely.

@@ -14,7 +14,6 @@ constexpr Row kAvx2Row{"AVX2",
                        ScaleRamped<Float8>,
                        TurnPairs<Float8>,
                        Deinterleave<Float8>,
-                       OverlapAdd<Float8>,
-                       AccumulateStereo<Float8>};
+                       AddProducts<Float8>};
 
 } // namespace kal::kernels

@@ -14,7 +14,6 @@ constexpr Row kSse2Row{"SSE2",
                        ScaleRamped<Float4>,
                        TurnPairs<Float4>,
                        Deinterleave<Float4>,
-                       OverlapAdd<Float4>,
-                       AccumulateStereo<Float4>};
+                       AddProducts<Float4>};
 
 } // namespace kal::kernels

@@ -53,21 +53,7 @@ struct Pair {
     V first, second;
 };
 
-/// a[0], b[0], a[1], b[1] ...
-template<class V>
-inline Pair<V> Interleaved(V a, V b)
-{
-    if constexpr (kNumLanes<V> == 4) {
-        return {__builtin_shufflevector(a, b, 0, 4, 1, 5), __builtin_shufflevector(a, b, 2, 6, 3, 7)};
-    } else {
-        const V low = __builtin_shufflevector(a, b, 0, 8, 1, 9, 4, 12, 5, 13);
-        const V high = __builtin_shufflevector(a, b, 2, 10, 3, 11, 6, 14, 7, 15);
-        return {__builtin_shufflevector(low, high, 0, 1, 2, 3, 8, 9, 10, 11),
-                __builtin_shufflevector(low, high, 4, 5, 6, 7, 12, 13, 14, 15)};
-    }
-}
-
-/// The inverse: every second element of a and then of b, and the others.
+/// Every second element of a and then of b, and the others.
 template<class V>
 inline Pair<V> Deinterleaved(V a, V b)
 {

@@ -1,6 +1,5 @@
 #include "Kal/KalSpatializer.h"
 
-#include "Kal/KalKernels.h"
 #include "Kal/QFFT/Assert.h"
 
 #include <algorithm>
@@ -9,21 +8,6 @@ namespace kal {
 namespace {
 
 constexpr char kSource[] = "Kal/KalSpatializer";
-
-// Runs one side of a direction for frames frames and adds its output to interleaved stereo. The convolver takes whole
-// runs, up to the end of its block or of ours.
-void Convolve(DualMiniConvolver& convolver, const float* inData, bool used, unsigned frames, float* out, bool swapEars)
-{
-    KAL_ASSERT(kSource, inData);
-    const kernels::Row& row = kernels::SelectedRow();
-    for (unsigned done = 0; done < frames;) {
-        const unsigned run = std::min(frames - done, static_cast<unsigned>(convolver.Room()));
-        const float *left = convolver.Output(swapEars ? 1 : 0), *right = convolver.Output(swapEars ? 0 : 1);
-        row.accumulateStereo(static_cast<int>(run), left, right, out + 2 * done);
-        convolver.Put(used ? inData + done : nullptr, static_cast<int>(run));
-        done += run;
-    }
-}
 
 } // namespace
 
@@ -46,15 +30,17 @@ const std::shared_ptr<Spatializer::Angle>& Spatializer::Nearest(float azimuth, f
 
 void Spatializer::BeginRender(unsigned numFrames)
 {
-    blockSize = numFrames;
+    const auto frames = static_cast<int>(numFrames);
     for (const auto& ring : rings) {
         for (const auto& angle : ring->angles) {
             for (Angle::Input& input : angle->inputs) {
                 input.used = false;
-                input.samples.resize(numFrames);
+                input.signal.Reserve(frames);
             }
         }
     }
+    for (auto& [length, bank] : banks) bank.BeginRender(frames);
+    blockSize = numFrames;
 }
 
 unsigned Spatializer::PrepareEndRender()
@@ -62,8 +48,13 @@ unsigned Spatializer::PrepareEndRender()
     enabledAngles.clear();
     for (const auto& ring : rings) {
         for (const auto& angle : ring->angles) {
-            if (angle->IsActive(Angle::Direct) || angle->IsActive(Angle::Mirrored))
-                enabledAngles.push_back(angle.get());
+            bool enabled = false;
+            for (Angle::Input& input : angle->inputs) {
+                input.active = input.used || input.signal.HasOutput();
+                if (input.active && !input.used) std::fill_n(input.signal.Frames(), blockSize, 0.0f);
+                enabled = enabled || input.active;
+            }
+            if (enabled) enabledAngles.push_back(angle.get());
         }
     }
     return static_cast<unsigned>(enabledAngles.size());
@@ -72,19 +63,38 @@ unsigned Spatializer::PrepareEndRender()
 unsigned Spatializer::NumActiveSides() const
 {
     unsigned sides = 0;
-    for (const Angle* angle : enabledAngles) sides += angle->IsActive(Angle::Direct) + angle->IsActive(Angle::Mirrored);
+    for (const Angle* angle : enabledAngles)
+        for (const Angle::Input& input : angle->inputs) sides += input.active;
     return sides;
 }
 
-void Spatializer::EndRender(float* out, unsigned index)
+void Spatializer::EndRender(float* out, unsigned index, unsigned stride)
 {
     KAL_ASSERT(kSource, index < enabledAngles.size());
-    Angle& angle = *enabledAngles[index];
-    for (const Angle::Side side : {Angle::Direct, Angle::Mirrored}) {
-        if (!angle.IsActive(side)) continue;
-        const Angle::Input& input = angle.inputs[side];
-        Convolve(angle.convolvers[side], input.samples.data(), input.used, blockSize, out, side == Angle::Mirrored);
+    for (auto& [length, bank] : banks) {
+        if (index == 0) bank.AddFormer(out);
+        EndRender(bank, out, index, stride);
     }
+}
+
+void Spatializer::EndRender(ConvolverBank& bank, float* out, unsigned index, unsigned stride)
+{
+    const auto isOther = [&](const Angle* angle) { return &angle->bank != &bank; };
+    while (index < enabledAngles.size() && isOther(enabledAngles[index])) index += stride;
+    if (index >= enabledAngles.size()) return;
+
+    ConvolverBank::Sum& sum = enabledAngles[index]->sum;
+    sum.BeginRender();
+    do {
+        for (std::size_t i = index; i < enabledAngles.size(); i += stride) {
+            Angle& angle = *enabledAngles[i];
+            if (isOther(&angle)) continue;
+            for (const Angle::Side side : {Angle::Direct, Angle::Mirrored}) {
+                Angle::Input& input = angle.inputs[side];
+                if (input.active) sum.Add(input.signal, angle.responses, side == Angle::Mirrored);
+            }
+        }
+    } while (sum.Render(out));
 }
 
 } // namespace kal

@@ -1,11 +1,13 @@
 #pragma once
 
-#include "Kal/KalConvolver.h"
+#include "Kal/KalConvolverBank.h"
 #include "Kal/KalInterpolationHelper.h"
 #include "Kal/KalTypes.h"
 
 #include <array>
 #include <atomic>
+#include <cstdint>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <vector>
@@ -19,12 +21,15 @@ namespace kal {
 /// Measurements cover the right half of the sphere, azimuth 0 ... 180 degrees. Each direction also serves its mirror
 /// image on the left, with the ears swapped, through an input and a convolver of its own.
 ///
-/// A block is BeginRender, any number of Source::Mix, PrepareEndRender, and EndRender for every index below the number
-/// that it returned. Mix of different sources may run at once, and so may EndRender of different indices; the rest is
-/// for one thread, with no other call at the same time.
+/// A block is BeginRender, any number of Source::Mix, PrepareEndRender, and EndRender until every index below the
+/// number that it returned was rendered. Mix of different sources may run at once, and so may EndRender of different
+/// indices; the rest is for one thread, with no other call at the same time.
 class Spatializer : public std::enable_shared_from_this<Spatializer> {
 public:
     class Source;
+
+    /// The stride of a direction that is rendered without others.
+    static constexpr unsigned kAlone = 1u << 31;
 
     /// [control] Builds the directions of a data set, which is little-endian and packed:
     ///     "KALHRTFD", int32 rings, then per ring float32 elevation, int32 angles, then per angle float32 azimuth,
@@ -53,16 +58,19 @@ public:
     /// [render] How many sides of directions had input in this block or still ring: what EndRender's cost grows with.
     unsigned NumActiveSides() const;
 
-    /// [render] Adds the sound of one of the gathered directions to out, numFrames frames of interleaved stereo.
-    void EndRender(float* out, unsigned index);
+    /// [render] Adds the sound of the gathered directions index, index + stride, ... to out, numFrames frames of
+    /// interleaved stereo. Directions of one call share most of their cost.
+    void EndRender(float* out, unsigned index, unsigned stride = kAlone);
 
 private:
     struct Angle;
     struct Ring;
 
     void LoadData(const char* data, unsigned size);
+    void EndRender(ConvolverBank& bank, float* out, unsigned index, unsigned stride);
     const std::shared_ptr<Angle>& Nearest(float azimuth, float elevation) const;
 
+    std::map<std::uint32_t, ConvolverBank> banks; ///< by the length of their responses
     std::vector<std::shared_ptr<Ring>> rings;
     InterpolationHelper elevations;
     unsigned blockSize = 0;
@@ -75,23 +83,29 @@ struct Spatializer::Angle {
     enum Side : bool { Direct, Mirrored };
 
     struct Input {
-        std::vector<float> samples;     ///< one block; not defined while used is false
+        explicit Input(const ConvolverBank& bank) : signal(bank) {}
+
+        ConvolverBank::Signal signal;
         std::atomic<bool> used = false; ///< some source wrote into it this block
+        bool active = false;            ///< used, or still ringing
+        std::mutex mutex;               ///< held while samples are added
     };
 
-    Angle(float degrees, const DualMiniConvolver& convolver) : azimuth(degrees), convolvers{convolver, convolver} {}
+    Angle(float degrees, ConvolverBank& owner, const float* left, const float* right)
+        : azimuth(degrees), bank(owner), responses(owner, left, right), inputs{Input(owner), Input(owner)}, sum(owner)
+    {
+    }
 
     /// [render] Adds samples[i], or samples[i] (gain + i step) when there is a step, i < count, to the frames from
     /// offset on of this block's input of a side.
     void Add(Side side, int offset, const float* samples, int count, float gain = 0.0f, float step = 0.0f);
 
-    bool IsActive(Side side) const { return inputs[side].used || convolvers[side].HasOutput(); }
-
     float azimuth; ///< degrees, 0 ... 180
-    std::array<DualMiniConvolver, 2> convolvers;
+    ConvolverBank& bank;
+    ConvolverBank::Responses responses;
     std::array<Input, 2> inputs;
-    std::mutex clearMutex; ///< held for the first clearing of either input in a block
-    std::array<std::mutex, 2> inputMutexes;
+    ConvolverBank::Sum sum; ///< of this direction and those that are rendered after it with the same call
+    std::mutex clearMutex;  ///< held for the first clearing of either input in a block
 };
 
 /// The directions of one elevation.

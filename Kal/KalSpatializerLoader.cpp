@@ -7,7 +7,6 @@
 #include <cmath>
 #include <cstdint>
 #include <cstring>
-#include <optional>
 #include <string_view>
 
 namespace kal {
@@ -80,7 +79,6 @@ void Spatializer::LoadData(const char* data, unsigned size)
         throw Exception("Invalid KAL HRTF data: wrong signature.");
     Reader reader(data + signature.size(), size - static_cast<unsigned>(signature.size()));
 
-    std::optional<RealFFT> transform; // shared, so that its tables are in the caches for every direction
     std::size_t numAngles = 0;
     const auto ringCount = reader.Read<std::int32_t>();
     for (std::int32_t i = 0; i < ringCount; ++i) {
@@ -94,12 +92,10 @@ void Spatializer::LoadData(const char* data, unsigned size)
             const std::vector<float> left = reader.ReadSamples(length), right = reader.ReadSamples(length);
             CheckResponse(left);
             CheckResponse(right);
-            Check(std::has_single_bit(length)); // all that the convolver takes
+            Check(std::has_single_bit(length)); // all that the convolvers take
             Check(!std::isnan(azimuth));
-            const int taps = static_cast<int>(length);
-            if (!transform || transform->Size() != taps) transform.emplace(taps);
-            const DualMiniConvolver convolver(left.data(), right.data(), *transform);
-            ring->angles.push_back(std::make_shared<Angle>(azimuth, convolver));
+            ConvolverBank& bank = banks.try_emplace(length, static_cast<int>(length)).first->second;
+            ring->angles.push_back(std::make_shared<Angle>(azimuth, bank, left.data(), right.data()));
             ring->azimuths.AddKey(azimuth);
         }
         numAngles += ring->angles.size();

@@ -19,12 +19,12 @@ void Spatializer::Angle::Add(Side side, int offset, const float* __restrict samp
     if (!input.used) {
         const std::lock_guard lock(clearMutex);
         if (!input.used) {
-            std::fill(input.samples.begin(), input.samples.end(), 0.0f);
+            std::fill_n(input.signal.Frames(), bank.NumFrames(), 0.0f);
             input.used = true;
         }
     }
-    const std::lock_guard lock(inputMutexes[side]);
-    float* __restrict out = input.samples.data() + offset;
+    const std::lock_guard lock(input.mutex);
+    float* __restrict out = input.signal.Frames() + offset;
     if (step == 0.0f) {
         for (int i = 0; i < count; ++i) out[i] += samples[i];
         return;

@@ -1,0 +1,139 @@
+#include "Kal/KalConvolverBank.h"
+
+#include "Kal/KalKernels.h"
+#include "Kal/KalVectorKernels.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace kal {
+namespace {
+
+// -200 dB: a block that is nowhere louder counts as silent. So does one of NaN alone.
+constexpr float kSilence = 1e-10f;
+
+bool Sounds(const float* begin, const float* end)
+{
+    return std::any_of(begin, end, [](float x) { return std::fabs(x) > kSilence; });
+}
+
+} // namespace
+
+ConvolverBank::ConvolverBank(int length) : fft(length), blockLength(length), former(2 * length), latest(2 * length)
+{
+    former.Clear();
+    latest.Clear();
+}
+
+void ConvolverBank::BeginRender(int frames)
+{
+    if (NumBlocks() > 0) {
+        former.Swap(latest);
+        latest.Clear();
+    }
+    position = (position + numFrames) % blockLength;
+    numFrames = frames;
+}
+
+void ConvolverBank::AddFormer(float* out) const
+{
+    Accumulate(2 * std::min(blockLength - position, numFrames), out, former.Data() + 2 * position);
+}
+
+StereoSpectrum::StereoSpectrum(int bins) : stride((bins + 15) / 16 * 16), parts(4 * stride) {}
+
+ConvolverBank::Responses::Responses(ConvolverBank& bank, const float* left, const float* right)
+    : spectrum(bank.blockLength + 1)
+{
+    std::vector<float> padded(2 * bank.blockLength);
+    for (int ear = 0; ear < 2; ++ear) {
+        std::copy_n(ear == 0 ? left : right, bank.blockLength, padded.data());
+        bank.fft.ForwardTransform(spectrum.Real(ear), spectrum.Imag(ear), padded.data());
+    }
+}
+
+ConvolverBank::Signal::Signal(const ConvolverBank& owner) : bank(owner), samples(2 * owner.blockLength) {}
+
+void ConvolverBank::Signal::Reserve(int frames)
+{
+    const std::size_t needed = 2 * bank.blockLength + frames;
+    if (samples.size() < needed) samples.resize(needed);
+}
+
+// Ends a block, the second half of a window. Returns false if there is nothing in all of the window.
+bool ConvolverBank::Signal::FinishBlock(float* window)
+{
+    float *block = window + bank.blockLength, *end = block + bank.blockLength;
+    const bool rings = blocksToCome > 1;
+    const bool sounds = Sounds(block, end);
+    if (!sounds) std::fill(block, end, 0.0f);
+    blocksToCome = sounds ? 2 : std::max(blocksToCome - 1, 0);
+    return sounds || rings;
+}
+
+void ConvolverBank::Signal::EndRender()
+{
+    const float* begin = samples.data() + bank.NumBlocks() * bank.blockLength;
+    const float* present = begin + bank.blockLength;
+    const float* end = Frames() + bank.numFrames;
+    hasOutput = blocksToCome > 0 || Sounds(present, end);
+    if (hasOutput)
+        std::copy(begin, end, samples.data());
+    else
+        std::fill_n(samples.data(), 2 * bank.blockLength, 0.0f);
+}
+
+ConvolverBank::Sum::Sum(ConvolverBank& owner)
+    : bank(owner),
+      fft(owner.fft),
+      spectrum(owner.blockLength + 1),
+      sums(kMostBlocks, StereoSpectrum(owner.blockLength + 1)),
+      window(2 * owner.blockLength),
+      output(2 * owner.blockLength)
+{
+    for (StereoSpectrum& sum : sums) sum.Clear();
+}
+
+void ConvolverBank::Sum::Add(Signal& signal, const Responses& responses, bool swapEars)
+{
+    const kernels::Row& row = kernels::SelectedRow();
+    const StereoSpectrum& filter = responses.spectrum;
+    for (int i = 0; i < NumBlocks(); ++i) {
+        float* from = signal.samples.data() + (first + i) * bank.blockLength;
+        if (!signal.FinishBlock(from)) continue;
+        fft.ForwardTransform(spectrum.real.Data(), spectrum.imag.Data(), from);
+        StereoSpectrum& sum = sums[i];
+        const int ears[] = {swapEars ? 1 : 0, swapEars ? 0 : 1};
+        row.addProducts({bank.blockLength + 1,
+                         spectrum.real.Data(),
+                         spectrum.imag.Data(),
+                         {{filter.Real(0), filter.Imag(0), sum.Real(ears[0]), sum.Imag(ears[0])},
+                          {filter.Real(1), filter.Imag(1), sum.Real(ears[1]), sum.Imag(ears[1])}}});
+    }
+    if (first + NumBlocks() == bank.NumBlocks()) signal.EndRender();
+}
+
+bool ConvolverBank::Sum::Render(float* out)
+{
+    const int blockLength = bank.blockLength;
+    const auto scale = static_cast<float>(1.0 / blockLength);
+    const int numBlocks = NumBlocks();
+    for (int i = 0; i < numBlocks; ++i) {
+        for (int ear = 0; ear < 2; ++ear) {
+            // The window's first half is spoilt by what should lie before it.
+            fft.BackwardTransform(window.Data(), sums[i].Real(ear), sums[i].Imag(ear));
+            for (int k = 0; k < blockLength; ++k) output.Data()[2 * k + ear] = window.Data()[blockLength + k] * scale;
+        }
+        sums[i].Clear();
+        const int frame = (first + i + 1) * blockLength - bank.position;
+        Accumulate(2 * std::min(blockLength, bank.numFrames - frame), out + 2 * frame, output.Data());
+        if (first + i + 1 == bank.NumBlocks()) {
+            const std::lock_guard lock(bank.mutex);
+            Accumulate(2 * blockLength, bank.latest.Data(), output.Data());
+        }
+    }
+    first += numBlocks;
+    return first < bank.NumBlocks();
+}
+
+} // namespace kal
