@@ -77,32 +77,35 @@ void Channel::Schedule(Engine& owner, double time, const ChannelParam& requested
 
 void Channel::Enqueue(double time, const ChannelUpdate& update)
 {
-    spentUpdates.clear();
-    pendingUpdates.emplace(SaturatedToInt32(time), update);
+    spentUpdates->clear();
+    pendingUpdates->emplace(SaturatedToInt32(time), update);
 }
 
 void Channel::Prerender()
 {
-    spentUpdates.merge(renderUpdates);
-    renderUpdates.swap(pendingUpdates);
+    if (spentUpdates->empty())
+        std::swap(spentUpdates, renderUpdates);
+    else
+        spentUpdates->merge(*renderUpdates);
+    std::swap(renderUpdates, pendingUpdates);
 }
 
 // A change that lies beyond this block is applied right after its last span and, carried over, once more when it is
 // due: a change never waits longer than to the end of the block in which it is first seen.
 void Channel::RenderBlock(Engine& owner, int numFrames, ThreadLocalBuffer& buses)
 {
-    auto next = renderUpdates.begin();
+    auto next = renderUpdates->begin();
     int pos = 0;
     int remaining = numFrames;
     while (remaining > 0) {
-        for (; next != renderUpdates.end() && next->first <= pos; ++next) InternalUpdateChannelParam(next->second);
+        for (; next != renderUpdates->end() && next->first <= pos; ++next) InternalUpdateChannelParam(next->second);
 
-        const bool isDueInside = next != renderUpdates.end() && next->first < pos + remaining;
+        const bool isDueInside = next != renderUpdates->end() && next->first < pos + remaining;
         const int samplesToProcess = isDueInside ? next->first - pos : remaining;
         KAL_ASSERT("Kal/KalEngine", samplesToProcess > 0);
         Render(owner, pos, samplesToProcess, buses);
 
-        if (next != renderUpdates.end()) InternalUpdateChannelParam((next++)->second);
+        if (next != renderUpdates->end()) InternalUpdateChannelParam((next++)->second);
         pos += samplesToProcess;
         remaining -= samplesToProcess;
     }
@@ -132,10 +135,10 @@ void Channel::Render(Engine& owner, int offset, int count, ThreadLocalBuffer& bu
 // Entries move as nodes: nothing is allocated or freed.
 void Channel::Postrender(std::int32_t numFrames)
 {
-    for (auto entry = renderUpdates.lower_bound(numFrames); entry != renderUpdates.end();) {
-        auto node = renderUpdates.extract(entry++);
+    for (auto entry = renderUpdates->lower_bound(numFrames); entry != renderUpdates->end();) {
+        auto node = renderUpdates->extract(entry++);
         node.key() -= numFrames;
-        pendingUpdates.insert(std::move(node));
+        pendingUpdates->insert(std::move(node));
     }
 }
 

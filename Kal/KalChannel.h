@@ -4,6 +4,7 @@
 #include "Kal/KalThreadLocalBuffer.h"
 #include "Kal/KalTypes.h"
 
+#include <array>
 #include <atomic>
 #include <cstdint>
 #include <map>
@@ -77,10 +78,12 @@ private:
     ChannelParam lastParam; ///< most recently scheduled; guarded by channelListMutex
     std::atomic<bool> playing{true};
     std::unique_ptr<Renderer> renderer;
-    UpdateQueue pendingUpdates; ///< by samples from the start of the next block; guarded by channelListMutex
-    UpdateQueue renderUpdates;  ///< by samples from the start of this block
-    UpdateQueue spentUpdates;   ///< done with; freed by the next call that schedules, so that rendering never frees
-    std::int32_t startDelay;    ///< samples still to wait
+    // The queues change places by pointer: what is in them lies in the cache of the core that rendered.
+    std::array<UpdateQueue, 3> queues;
+    UpdateQueue* pendingUpdates = &queues[0]; ///< by samples from the next block's start; under channelListMutex
+    UpdateQueue* renderUpdates = &queues[1];  ///< by samples from this block's start
+    UpdateQueue* spentUpdates = &queues[2];   ///< to be freed by the next call that schedules: rendering never frees
+    std::int32_t startDelay;                  ///< samples still to wait
 };
 
 } // namespace kal

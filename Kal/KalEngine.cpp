@@ -83,6 +83,7 @@ void Engine::Prerender()
         renderChannels.clear();
         renderChannels.reserve(channels.capacity()); // first, so that no voice is lost when there is no memory for it
         renderChannels.swap(channels);
+        threadPool->BeginBlock(NumVoiceWorkers());
         for (const auto& channel : renderChannels) channel->Prerender();
     }
     renderReverbSettings = reverbSettings;
@@ -107,6 +108,7 @@ void Engine::Render(float* out, int numFrames)
     sendNetwork.Render(n, renderReverbSettings, sum.reverbSend.data(), sum.lowSend.data(), sum.mix.data());
     lowBand.Render(n, sum.lowSend.data(), sum.mix.data());
     if (spatializer) FinishSpatializer();
+    threadPool->EndBlock();
     SumBuses(&ThreadLocalBuffer::mix);
     SumBuses(&ThreadLocalBuffer::spatialOut);
     equalizer.Render(n, sum.spatialOut.data(), sum.mix.data());
@@ -119,10 +121,15 @@ void Engine::Render(float* out, int numFrames)
     FinishBlock(numFrames);
 }
 
+unsigned Engine::NumVoiceWorkers() const
+{
+    return std::max(
+        1u, static_cast<unsigned>(std::min<std::size_t>(renderChannels.size() / kVoicesPerWorker, param.numThreads)));
+}
+
 void Engine::RenderChannels(unsigned numFrames)
 {
-    const unsigned numWorkers = std::max(
-        1u, static_cast<unsigned>(std::min<std::size_t>(renderChannels.size() / kVoicesPerWorker, param.numThreads)));
+    const unsigned numWorkers = NumVoiceWorkers();
     threadPool->Run(numWorkers, [&](unsigned w) {
         for (std::size_t i = w; i < renderChannels.size(); i += numWorkers)
             renderChannels[i]->RenderBlock(*this, static_cast<int>(numFrames), threadLocalBuffers[w]);
@@ -165,8 +172,8 @@ void Engine::SumBuses(AlignedVector ThreadLocalBuffer::*bus)
 void Engine::FinishBlock(int numFrames)
 {
     std::lock_guard lock(channelListMutex);
-    for (const auto& channel : renderChannels)
-        if (channel->IsPlaying()) channels.push_back(channel);
+    for (auto& channel : renderChannels)
+        if (channel->IsPlaying()) channels.push_back(std::move(channel));
     for (const auto& channel : channels) channel->Postrender(numFrames);
 }
 

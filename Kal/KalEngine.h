@@ -81,6 +81,7 @@ public:
 private:
     friend class Channel;
 
+    unsigned NumVoiceWorkers() const;
     void RenderChannels(unsigned numFrames);
     void FinishSpatializer();
     void SumBuses(AlignedVector ThreadLocalBuffer::*bus);

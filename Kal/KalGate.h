@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <condition_variable>
 #include <mutex>
 
@@ -14,7 +15,7 @@ public:
     void Lock()
     {
         std::unique_lock lock(mutex);
-        opened.wait(lock, [this] { return open; });
+        opened.wait(lock, [this] { return open.load(); });
         open = false;
     }
 
@@ -31,13 +32,34 @@ public:
     void Pass()
     {
         std::unique_lock lock(mutex);
-        opened.wait(lock, [this] { return open; });
+        opened.wait(lock, [this] { return open.load(); });
     }
+
+    /// [any] Waits until the gate is open or Rouse was called. Returns whether it is open.
+    bool Wait()
+    {
+        std::unique_lock lock(mutex);
+        opened.wait(lock, [this] { return open || roused; });
+        roused = false;
+        return open;
+    }
+
+    /// [any] Ends a Wait, now or the next.
+    void Rouse()
+    {
+        std::lock_guard lock(mutex);
+        roused = true;
+        opened.notify_one();
+    }
+
+    /// [any] For a thread that looks for a while before it goes to sleep.
+    bool IsOpen() const { return open; }
 
 private:
     std::mutex mutex;
     std::condition_variable opened;
-    bool open;
+    std::atomic<bool> open; ///< written with the mutex held
+    bool roused = false;
 };
 
 } // namespace kal

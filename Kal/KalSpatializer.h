@@ -120,7 +120,7 @@ struct Spatializer::Ring {
 /// A voice's way into its spatializer. It serves one thread at a time.
 class Spatializer::Source {
 public:
-    explicit Source(std::weak_ptr<Spatializer> owner) : spatializer(std::move(owner)) {}
+    explicit Source(const std::shared_ptr<Spatializer>& owner) : spatializer(owner), directions(owner.get()) {}
 
     /// [render] Adds count >= 0 samples to frames offset ... offset + count - 1 of the block, from the measured
     /// direction that is nearest to the given one. Angles are in degrees, azimuth clockwise from ahead and of any size,
@@ -135,6 +135,7 @@ public:
 
 private:
     std::weak_ptr<Spatializer> spatializer;
+    const Spatializer* directions;    ///< its address. Locking would make all threads write to one counter
     std::shared_ptr<Angle> current;   ///< null before the first Mix
     std::shared_ptr<Angle> next;      ///< null but during a fade
     float fadePosition = 0.0f;        ///< 0 ... 1

@@ -36,13 +36,12 @@ void Spatializer::Angle::Add(Side side, int offset, const float* __restrict samp
 
 void Spatializer::Source::Mix(const float* input, int offset, int count, float azimuth, float elevation)
 {
-    const std::shared_ptr<Spatializer> owner = spatializer.lock();
-    if (!owner) return;
+    if (spatializer.expired()) return;
 
     azimuth = std::isfinite(azimuth) ? azimuth - 360.0f * std::floor(azimuth / 360.0f + 0.5f) : 0.0f;
     elevation = std::isnan(elevation) ? 0.0f : std::clamp(elevation, -90.0f, 90.0f);
     const Angle::Side newSide = azimuth < 0.0f ? Angle::Mirrored : Angle::Direct;
-    const std::shared_ptr<Angle>& target = owner->Nearest(std::fabs(azimuth), elevation);
+    const std::shared_ptr<Angle>& target = directions->Nearest(std::fabs(azimuth), elevation);
 
     if (!current) {
         current = target;

@@ -3,13 +3,25 @@
 #include "Kal/KalInternals.h"
 #include "Kal/QFFT/Assert.h"
 
+#include <xmmintrin.h>
+
+#include <chrono>
 #include <future>
 #include <utility>
 
 namespace kal {
+namespace {
+
+constexpr std::chrono::microseconds kPatience(100);
+
+} // namespace
 
 ThreadPool::ThreadPool(unsigned numThreads)
-    : bgMutex1(numThreads), bgMutex2(numThreads), futures(numThreads), threads(numThreads)
+    : bgMutex1(numThreads),
+      bgMutex2(numThreads),
+      futures(numThreads),
+      threads(numThreads),
+      isPatient(numThreads <= std::thread::hardware_concurrency())
 {
     for (unsigned w = 1; w < numThreads; ++w) {
         bgMutex1[w] = std::make_shared<Gate>(false);
@@ -38,17 +50,36 @@ void ThreadPool::Stop()
     }
 }
 
+// Going to sleep and being woken takes as long as a small job. Looking takes a core, so there is an end to it.
+void ThreadPool::LookFor(const Gate& gate) const
+{
+    using Clock = std::chrono::steady_clock;
+    if (!isPatient) return;
+    const auto end = Clock::now() + kPatience;
+    while (inBlock && !gate.IsOpen() && Clock::now() < end) _mm_pause();
+}
+
 void ThreadPool::WorkerLoop(unsigned w)
 {
     const ScopedFlushToZero flushToZero;
     while (!stop) {
-        bgMutex1[w]->Lock();
+        Gate& start = *bgMutex1[w];
+        do LookFor(start);
+        while (!start.Wait());
+        start.Lock();
         if (stop) break;
         const Task task = std::exchange(futures[w], {});
         if (!task.run) throw std::future_error(std::future_errc::no_state);
         task.run(task.context, w);
         bgMutex2[w]->Unlock();
     }
+}
+
+void ThreadPool::BeginBlock(unsigned maxNumThreads)
+{
+    if (!isPatient) return;
+    inBlock = true;
+    for (unsigned w = 1; w < maxNumThreads; ++w) bgMutex1[w]->Rouse();
 }
 
 void ThreadPool::RunTask(unsigned maxNumThreads, Task task)
@@ -60,7 +91,10 @@ void ThreadPool::RunTask(unsigned maxNumThreads, Task task)
         bgMutex1[w]->Unlock();
     }
     task.run(task.context, 0);
-    for (unsigned w = 1; w < maxNumThreads; ++w) bgMutex2[w]->Pass();
+    for (unsigned w = 1; w < maxNumThreads; ++w) {
+        LookFor(*bgMutex2[w]);
+        bgMutex2[w]->Pass();
+    }
 }
 
 } // namespace kal

@@ -30,6 +30,11 @@ public:
         RunTask(maxNumThreads, {[](void* context, unsigned w) { (*static_cast<Job*>(context))(w); }, &job});
     }
 
+    /// [render] Wakes the workers below maxNumThreads for the jobs of a block, which will soon come and follow each
+    /// other closely: until EndBlock they look for them before they go to sleep.
+    void BeginBlock(unsigned maxNumThreads);
+    void EndBlock() { inBlock = false; }
+
 private:
     /// A job without its type: nothing is allocated to hand it over.
     struct Task {
@@ -37,6 +42,7 @@ private:
         void* context = nullptr;
     };
 
+    void LookFor(const Gate& gate) const;
     void RunTask(unsigned maxNumThreads, Task task);
     void WorkerLoop(unsigned w);
     void Stop();
@@ -47,6 +53,8 @@ private:
     std::vector<Task> futures;
     std::vector<std::shared_ptr<std::thread>> threads;
     std::atomic<bool> stop{false};
+    std::atomic<bool> inBlock{false}; ///< there may be another job in a moment
+    bool isPatient;                   ///< every worker has a core of its own
 };
 
 } // namespace kal
