@@ -360,6 +360,22 @@ TEST(Spatializer, NonFiniteSamplesAreGoneWithinTwoBlocks)
     EXPECT_EQ(spatializer->PrepareEndRender(), 0u);
 }
 
+TEST(Spatializer, NaNAloneIsSilence)
+{
+    for (const int frames : {64, 256}) {
+        const auto spatializer = Shipped();
+        const auto source = spatializer->CreateSource();
+        Signal heard, input(frames, 0.5f);
+        std::fill_n(input.begin(), std::min(frames, 128), kNaN);
+        for (int block = 0; block < 6; ++block) {
+            const auto mix = [&] { source->Mix(input.data(), 0, frames, 20.0f, 0.0f); };
+            Append(heard, block == 1 ? Silence(*spatializer, frames) : Render(*spatializer, frames, mix));
+            std::fill(input.begin(), input.end(), 0.5f);
+        }
+        EXPECT_TRUE(std::all_of(heard.begin(), heard.end(), [](float y) { return std::isfinite(y); })) << frames;
+    }
+}
+
 TEST(Spatializer, ThreadsMayMixIntoOneDirectionAndFinishSeveral)
 {
     constexpr int threads = 4, voices = 8, frames = 64, blocks = 50;
