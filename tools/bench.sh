@@ -15,6 +15,8 @@ mkdir -p "$out"
 scene=build/linux-bench/bench/kal_scene
 echo "== scenes, Linux"
 "$scene" | tee "$out/scenes-linux.txt"
+echo "== a scene of ten minutes"
+"$scene" --alone --threads 1 --motion sends --voices 256 --blocks 60000 | tee "$out/scene-long.txt"
 echo "== scenes, Linux, narrow kernels"
 "$scene" --row SSE2 --threads 1 --motion sends --voices 2000,10000 | tee "$out/scenes-linux-sse2.txt"
 echo "== scenes, 32-bit Windows under Wine"

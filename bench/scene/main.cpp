@@ -1,12 +1,13 @@
 // What a game feels: the time of one block with many voices.
 //
-//     kal_scene [--json] [--row SSE2|AVX2] [--threads N,N] [--voices N,N,...] [--motion static,moving,sends] [--blocks
-//     N]
+//     kal_scene [--json] [--alone] [--row SSE2|AVX2] [--threads N,N] [--voices N,N,...]
+//               [--motion static,moving,sends] [--blocks N]
 //
-// One line a case: median, 99th percentile and worst block in microseconds, the median in per cent of the block's time,
-// and the direction sides that were convolved. With peers built in, each case alternates with theirs, block by block,
-// and the ratio is printed. "marginal" is the cost of a further voice, in ns a frame, between the last two voice counts
-// of a motion: both have every direction in use, so it is the voices' alone.
+// One line a case: the direction sides that were convolved, median, 99th percentile and worst block in microseconds,
+// the median in per cent of the block's time, and "drift": the median of the last quarter of the blocks, relative to
+// that of the first. With peers built in, each case alternates with theirs unless it is to be alone, and the ratio is
+// printed. "marginal" is the cost of a further voice, in ns a frame, between the last two voice counts of a motion:
+// both have every direction in use, so it is the voices' alone.
 
 #include "Kal/KalKernels.h"
 #include "bench/scene/Renderers.h"
@@ -27,6 +28,7 @@ using namespace scene;
 
 struct Options {
     bool json = false;
+    bool alone = false;
     std::vector<int> threads{1, 2};
     std::vector<int> voices{1, 8, 64, 256, 1000, 2000, 10000};
     std::vector<Motion> motions{Motion::Static, Motion::Moving, Motion::MovingWithSends};
@@ -35,6 +37,7 @@ struct Options {
 
 struct Figures {
     double median, percentile99, worst; // microseconds a block
+    double drift;
 };
 
 const std::map<std::string, Motion> kMotions = {
@@ -63,7 +66,7 @@ std::vector<int> Numbers(const std::string& list)
 [[noreturn]] void Usage(const char* what)
 {
     std::fprintf(stderr,
-                 "kal_scene: %s\nusage: kal_scene [--json] [--row NAME] [--threads N,N] [--voices N,N,...] "
+                 "kal_scene: %s\nusage: kal_scene [--json] [--alone] [--row NAME] [--threads N,N] [--voices N,N,...] "
                  "[--motion static,moving,sends] [--blocks N]\n",
                  what);
     std::exit(2);
@@ -83,6 +86,10 @@ Options Parsed(int argc, char** argv)
         const std::string option = argv[i];
         if (option == "--json") {
             options.json = true;
+            continue;
+        }
+        if (option == "--alone") {
+            options.alone = true;
             continue;
         }
         if (++i == argc) Usage("an option lacks its value");
@@ -120,13 +127,22 @@ public:
 
     Figures Result()
     {
-        std::sort(times.begin(), times.end());
-        return {times[times.size() / 2], times[times.size() * 99 / 100], times.back()};
+        const auto quarter = static_cast<std::ptrdiff_t>(times.size() / 4);
+        const double drift = quarter == 0 ? 1.0
+                                          : Quantile({times.end() - quarter, times.end()}, 0.5) /
+                                                Quantile({times.begin(), times.begin() + quarter}, 0.5);
+        return {Quantile(times, 0.5), Quantile(times, 0.99), Quantile(times, 1.0), drift};
     }
 
     static constexpr int kWarmUpBlocks = 20;
 
 private:
+    static double Quantile(std::vector<double> values, double part)
+    {
+        std::sort(values.begin(), values.end());
+        return values[static_cast<std::size_t>(part * static_cast<double>(values.size() - 1))];
+    }
+
     std::vector<float> out = std::vector<float>(2 * kBlock);
     std::vector<double> times;
 };
@@ -136,10 +152,11 @@ void Report(const Options& options, const std::string& who, Motion motion, int t
 {
     const char* format = options.json
                              ? "{\"renderer\":\"%s\",\"motion\":\"%s\",\"threads\":%d,\"voices\":%d,\"sides\":%d,"
-                               "\"median_us\":%.1f,\"p99_us\":%.1f,\"worst_us\":%.1f,\"percent\":%.2f}\n"
-                             : "%-8s %-7s %7d %7d %6d %10.1f %10.1f %10.1f %8.2f\n";
+                               "\"median_us\":%.1f,\"p99_us\":%.1f,\"worst_us\":%.1f,\"percent\":%.2f,"
+                               "\"drift\":%.3f}\n"
+                             : "%-8s %-7s %7d %7d %6d %10.1f %10.1f %10.1f %8.2f %6.3f\n";
     std::printf(format, who.c_str(), NameOf(motion).c_str(), threads, voices, sides, f.median, f.percentile99, f.worst,
-                100.0 * f.median / kBlockMicroseconds);
+                100.0 * f.median / kBlockMicroseconds, f.drift);
     std::fflush(stdout);
 }
 
@@ -149,7 +166,7 @@ double RunCase(const Options& options, Motion motion, int threads, int voices)
     const auto own = MakeOwnRenderer(voices, motion, static_cast<unsigned>(threads));
     std::unique_ptr<Renderer> peer;
 #ifdef KAL_BENCH_PEERS
-    if (threads == 1 && voices <= 1000) peer = MakeOpenAlRenderer(voices, motion);
+    if (!options.alone && threads == 1 && voices <= 1000) peer = MakeOpenAlRenderer(voices, motion);
 #endif
     Stopwatch ownTime, peerTime;
     constexpr int kTurn = 10;
@@ -173,9 +190,10 @@ int main(int argc, char** argv)
 {
     const Options options = Parsed(argc, argv);
     if (!options.json)
-        std::printf("kernels: %s; %d frames a block at %.0f Hz = %.1f us\n%-8s %-7s %7s %7s %6s %10s %10s %10s %8s\n",
-                    kal::kernels::SelectedRow().name, kBlock, kRate, kBlockMicroseconds, "renderer", "motion",
-                    "threads", "voices", "sides", "median us", "99 % us", "worst us", "per cent");
+        std::printf(
+            "kernels: %s; %d frames a block at %.0f Hz = %.1f us\n%-8s %-7s %7s %7s %6s %10s %10s %10s %8s %6s\n",
+            kal::kernels::SelectedRow().name, kBlock, kRate, kBlockMicroseconds, "renderer", "motion", "threads",
+            "voices", "sides", "median us", "99 % us", "worst us", "per cent", "drift");
     for (const Motion motion : options.motions)
         for (const int threads : options.threads) {
             double before = 0.0, last = 0.0;
