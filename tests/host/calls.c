@@ -75,37 +75,23 @@ static void RefusesAWrongInitialization(void)
     }
 }
 
+#define REFUSED(call)                                                                                                  \
+    do {                                                                                                               \
+        KalContext kal = Uninitialized();                                                                              \
+        call;                                                                                                          \
+        CHECK_TEXT(kal.checkError(kal.priv), "Not initialized.");                                                      \
+        kal.destroy(kal.priv);                                                                                         \
+    } while (0)
+
 static void RefusesEverythingBeforeInit(void)
 {
-    int entry;
-    for (entry = 0; entry < 7; ++entry) {
-        KalContext kal = Uninitialized();
-        switch (entry) {
-        case 0:
-            CHECK(kal.createBuffer(kal.priv, NULL) == NULL);
-            break;
-        case 1:
-            kal.freeBuffer(kal.priv, NULL);
-            break;
-        case 2:
-            kal.respatialize(kal.priv, NULL, NULL, NULL, NULL);
-            break;
-        case 3:
-            kal.playAbsolute(kal.priv, NULL, NULL, NULL);
-            break;
-        case 4:
-            kal.playRelative(kal.priv, NULL, NULL, NULL);
-            break;
-        case 5:
-            kal.playLocal(kal.priv, NULL, NULL);
-            break;
-        default:
-            kal.render(kal.priv, NULL, kBlock);
-            break;
-        }
-        CHECK_TEXT(kal.checkError(kal.priv), "Not initialized.");
-        kal.destroy(kal.priv);
-    }
+    REFUSED(CHECK(kal.createBuffer(kal.priv, NULL) == NULL));
+    REFUSED(kal.freeBuffer(kal.priv, NULL));
+    REFUSED(kal.respatialize(kal.priv, NULL, NULL, NULL, NULL));
+    REFUSED(kal.playAbsolute(kal.priv, NULL, NULL, NULL));
+    REFUSED(kal.playRelative(kal.priv, NULL, NULL, NULL));
+    REFUSED(kal.playLocal(kal.priv, NULL, NULL));
+    REFUSED(kal.render(kal.priv, NULL, kBlock));
 }
 
 /* The call fails with this text, which it writes itself: another one stands there before. */
@@ -158,33 +144,11 @@ static void ChecksArgumentsInOrder(void)
     FAILS(kal.playLocal(kal.priv, threeChannels, &kPlain), "Invalid channel count: 3");
 
     CHECK(Listen(&kal, kBlocksToStart).peak == 0); /* no failed call is heard */
+    kal.playLocal(kal.priv, sound, &kPlain);       /* and none that works takes the text back */
+    CHECK_TEXT(kal.checkError(kal.priv), "Invalid channel count: 3");
     kal.freeBuffer(kal.priv, threeChannels);
     kal.freeBuffer(kal.priv, sound);
     kal.destroy(kal.priv);
-}
-
-static void KeepsTheLatestError(void)
-{
-    KalContext kal = StartedAt(48000), other = StartedAt(48000);
-    KalBuffer* sound = ConstantSound(&kal, 0.25f, 480);
-    const char* first;
-    int i;
-    kal.playLocal(kal.priv, NULL, &kPlain);
-    first = kal.checkError(kal.priv);
-    kal.playLocal(kal.priv, sound, &kPlain);
-    kal.respatialize(kal.priv, &kOrigin, &kAhead, &kUp, &kNoRoom);
-    kal.render(kal.priv, stream, kBlock);
-    CHECK_TEXT(kal.checkError(kal.priv), "Parameter buffer is null.");
-    for (i = 0; i < 100; ++i) {
-        kal.playLocal(kal.priv, sound, NULL);
-        CHECK_TEXT(kal.checkError(kal.priv), "Parameter params is null.");
-        kal.render(kal.priv, NULL, kBlock);
-    }
-    CHECK_TEXT(first, "Parameter buffer is null."); /* a text once returned stays readable */
-    CHECK_TEXT(other.checkError(other.priv), NULL);
-    kal.freeBuffer(kal.priv, sound);
-    kal.destroy(kal.priv);
-    other.destroy(other.priv);
 }
 
 /* A constant plays as that constant, for linear interpolation between equals is exact and neither limiter nor clip
@@ -224,21 +188,6 @@ static void PlaysEverySampleFormatAsItIs(void)
         CHECK(frames == 1000);
     }
     CHECK_TEXT(kal.checkError(kal.priv), NULL);
-    kal.destroy(kal.priv);
-}
-
-static void PlaysAnEmptyBuffer(void)
-{
-    KalContext kal = StartedAt(48000);
-    const KalBufferParam samples = {NULL, 16, 1, 0, 48000};
-    KalBuffer* sound = kal.createBuffer(kal.priv, &samples);
-    CHECK(sound != NULL);
-    kal.playLocal(kal.priv, sound, &kPlain);
-    kal.playAbsolute(kal.priv, sound, &kOnTheRight, &kPlain);
-    kal.playRelative(kal.priv, sound, &kOnTheRight, &kPlain);
-    CHECK(Listen(&kal, kBlocksToStart).peak == 0);
-    CHECK_TEXT(kal.checkError(kal.priv), NULL);
-    kal.freeBuffer(kal.priv, sound);
     kal.destroy(kal.priv);
 }
 
@@ -352,14 +301,8 @@ static void PlacesSoundsAroundTheListener(void)
 {
     static const KalVector3 eye = {10, 20, 30}, besideTheEye = {12, 20, 30}, behind = {0, 0, 1};
     const struct {
-        int relative, turned;
-        float occlusion;
-        int louder; /* the ear */
-    } cases[] = {
-        {0, 0, 1, 1}, {0, 1, 1, 0}, /* the world turns about the listener */
-        {1, 0, 1, 1}, {1, 1, 1, 1}, /* a relative sound turns along */
-        {1, 0, 0, 1},               /* and has no walls in its way */
-    };
+        int relative, turned, louder;                         /* the ear */
+    } cases[] = {{0, 0, 1}, {0, 1, 0}, {1, 0, 1}, {1, 1, 1}}; /* relative sounds turn along with the listener */
     Wall wall = {1, {0, 0, 0}};
     KalInitParam parameters = Parameters(48000);
     KalContext kal;
@@ -372,7 +315,7 @@ static void PlacesSoundsAroundTheListener(void)
     for (c = 0; c < sizeof cases / sizeof *cases; ++c) {
         const int louder = cases[c].louder;
         Heard heard;
-        wall.answer = cases[c].occlusion;
+        wall.answer = cases[c].relative ? 0.0f : 1.0f; /* and have no walls in their way */
         kal.respatialize(kal.priv, &eye, cases[c].turned ? &behind : &kAhead, &kUp, &kNoRoom);
         if (cases[c].relative)
             kal.playRelative(kal.priv, sound, &kOnTheRight, &kPlain);
@@ -388,27 +331,6 @@ static void PlacesSoundsAroundTheListener(void)
     kal.playAbsolute(kal.priv, sound, &besideTheEye, &kPlain);
     CHECK(Listen(&kal, kBlocksToStart + 20).peak < 1e-4f);
     CHECK_TEXT(kal.checkError(kal.priv), NULL);
-    kal.freeBuffer(kal.priv, sound);
-    kal.destroy(kal.priv);
-}
-
-static void StopsTheOldestSoundsBeyondTheLimit(void)
-{
-    static const KalVector3 onTheLeft = {-2, 0, 0};
-    KalInitParam parameters = Parameters(48000);
-    KalContext kal;
-    KalBuffer* sound;
-    Heard heard;
-    parameters.maxPolyphonics = 1;
-    kal = Started(&parameters);
-    sound = NoiseSound(&kal, 48000);
-    kal.playRelative(kal.priv, sound, &onTheLeft, &kPlain);
-    kal.playRelative(kal.priv, sound, &onTheLeft, &kPlain);
-    kal.playRelative(kal.priv, sound, &kOnTheRight, &kPlain);
-    kal.respatialize(kal.priv, &kOrigin, &kAhead, &kUp, &kNoRoom);
-    Listen(&kal, kBlocksToStart);
-    heard = Listen(&kal, 20);
-    CHECK(heard.energy[1] > 4 * heard.energy[0]);
     kal.freeBuffer(kal.priv, sound);
     kal.destroy(kal.priv);
 }
@@ -441,14 +363,11 @@ static void Cases(void)
     RUN(RefusesAWrongInitialization);
     RUN(RefusesEverythingBeforeInit);
     RUN(ChecksArgumentsInOrder);
-    RUN(KeepsTheLatestError);
     RUN(PlaysEverySampleFormatAsItIs);
-    RUN(PlaysAnEmptyBuffer);
     RUN(RunsTwoContextsAtDifferentRates);
     RUN(ReplacesTheRunningContext);
     RUN(RendersBlocksOfEverySize);
     RUN(PlacesSoundsAroundTheListener);
-    RUN(StopsTheOldestSoundsBeyondTheLimit);
     RUN(ReportsLateBlocks);
 }
 
