@@ -5,6 +5,7 @@
 #include "libkalmarble/LastError.h"
 #include "tests/support/Allocations.h"
 #include "tests/support/ContextHost.h"
+#include "tests/support/Measure.h"
 
 #include <gtest/gtest.h>
 
@@ -120,6 +121,34 @@ TEST(Context, StartsSoundsAsLateInTheNextBlockAsTheyWereStartedInTheRoundBefore)
     }
 }
 
+// White noise beside the head is some 14 dB louder in the near ear; 6 dB leave room for the equaliser.
+TEST(Context, PlacesSoundsAroundTheListener)
+{
+    struct Case {
+        bool relative, turned;
+        std::size_t louder; ///< the ear
+    };
+    ContextHost host;
+    const Buffer noise = MakeBuffer(kal::test::Noise(4800, 1), 1);
+    for (const Case c : {Case{false, false, 1}, {false, true, 0}, {true, false, 1}, {true, true, 1}}) {
+        SCOPED_TRACE(testing::Message() << c.relative << c.turned);
+        host.context->Respatialize({10, 20, 30}, c.turned ? kal::Vector3{0, 0, 1} : kAhead, kUp, {});
+        host.occlusion = c.relative ? 0.0f : 1.0f; // a relative sound has no walls in its way, and turns along
+        if (c.relative)
+            host.context->PlayRelative(noise, {2, 0, 0}, kPlain);
+        else
+            host.context->PlayAbsolute(noise, {12, 20, 30}, kPlain);
+        const auto out = host.Hear(kStart + 9600);
+        double energy[2] = {};
+        for (std::size_t i = 0; i < out.size(); ++i) energy[i % 2] += double{out[i]} * out[i];
+        EXPECT_GT(energy[c.louder], 4 * energy[1 - c.louder]);
+    }
+    host.Hear(48000);
+    host.occlusion = 0; // lets nothing through, and there is no room to be heard by
+    host.context->PlayAbsolute(noise, {12, 20, 30}, kPlain);
+    EXPECT_LT(Peak(host.Hear(kStart + 9600)), 1e-4f);
+}
+
 struct Heard {
     double direct; ///< frames of the sound itself, left
     double reverb; ///< energy of what rings on for a while
@@ -232,6 +261,21 @@ TEST(Context, LowersTheLimitAndTellsWhenItIsOverloaded)
     host.queries = 0;
     host.Respatialize();
     EXPECT_TRUE(host.queries == 16 || host.queries == 17) << host.queries;
+}
+
+// A block of one frame lasts 21 microseconds, of which the wait for its rendering takes more than a fifth.
+TEST(Context, TellsWhenABlockComesLate)
+{
+    ContextHost host;
+    const auto told = [&] {
+        std::lock_guard lock(host.mutex);
+        return host.lines.empty() ? "" : host.lines[0];
+    };
+    for (int i = 0; i < 100 && told().empty(); ++i) host.Render(1);
+    int percent = 0;
+    EXPECT_EQ(std::sscanf(told().c_str(), "Read time exceeded 20%% (%d", &percent), 1) << told();
+    EXPECT_GT(percent, 20);
+    EXPECT_EQ(told(), "Read time exceeded 20% (" + std::to_string(percent) + "%): possibly overload");
 }
 
 // A tracked sound asks about its wall whenever the listener moves; one that was let go no longer does.

@@ -231,26 +231,6 @@ TEST(Playhead, RunsLandWhereRepeatedAdditionDoes)
     EXPECT_GT(skipped, 4000000); // or nothing was tested
 }
 
-TEST(Renderer, StartsAtItsGainAndFollowsChangesByATenthAFrame)
-{
-    const TestBuffer buffer(AudioFormat::Float32, 1, kEngineRate, std::vector<double>(4000, 0.5));
-    ChannelParam param;
-    param.reverbSendGain = 1.0f;
-    param.referenceDistanceSq = 1.0f;
-    param.sourcePosition = {0.0f, 0.0f, 2.0f}; // d = 4
-    Pair pair(Kind::Spatialized, Interpolation::Linear, buffer, param);
-    pair.Render(2);
-    EXPECT_NEAR(pair.actual[3], 0.5 * 0.5, 1e-7);
-    EXPECT_NEAR(pair.actual[2], 0.5 * std::sqrt(0.5), 1e-7);
-    EXPECT_EQ(pair.actual[7], pair.actual[3]);
-    param.sourcePosition = {0.0f, 0.0f, 0.5f};
-    pair.Change(param);
-    pair.Render(3);
-    EXPECT_NEAR(pair.actual[11], 0.25, 1e-7);
-    EXPECT_NEAR(pair.actual[15], 0.5 * (1.0 - 0.5 * 0.9), 1e-7);
-    EXPECT_NEAR(pair.actual[19], 0.5 * (1.0 - 0.5 * 0.81), 1e-7);
-}
-
 TEST(Renderer, IsChosenByChannelsAndSpatializer)
 {
     const auto plain = std::make_shared<Engine>(EngineParam{});
@@ -268,35 +248,32 @@ TEST(Renderer, IsChosenByChannelsAndSpatializer)
     EXPECT_EQ(mixedLeft(*SharedEngine(), 2), 0.5f);
     EXPECT_EQ(mixedLeft(*plain, 1), 0.5f);
 
-    for (const int channels : {0, 3, -1}) {
-        const TestBuffer buffer(AudioFormat::Float32, channels == 0 ? 1 : channels, 48000.0, {});
-        struct Wrong final : Buffer {
-            int channels, format;
-            Wrong(int c, int f) : channels(c), format(f) {}
-            const void* GetData() const override { return nullptr; }
-            AudioFormat GetFormat() const override { return static_cast<AudioFormat>(format); }
-            std::int32_t GetNumChannels() const override { return channels; }
-            double GetSamplingRate() const override { return 48000.0; }
-            std::int32_t GetNumSamples() const override { return 0; }
-        };
-        const auto message = [&](int c, int f) -> std::string {
-            try {
-                MakeRenderer(Interpolation::Linear, *plain, Wrong(c, f), param);
-            } catch (const Exception& error) {
-                return error.what();
-            }
-            return "";
-        };
+    struct Wrong final : Buffer {
+        int channels, format;
+        Wrong(int c, int f) : channels(c), format(f) {}
+        const void* GetData() const override { return nullptr; }
+        AudioFormat GetFormat() const override { return static_cast<AudioFormat>(format); }
+        std::int32_t GetNumChannels() const override { return channels; }
+        double GetSamplingRate() const override { return 48000.0; }
+        std::int32_t GetNumSamples() const override { return 0; }
+    };
+    const auto message = [&](int channels, int format) -> std::string {
+        try {
+            MakeRenderer(Interpolation::Linear, *plain, Wrong(channels, format), param);
+        } catch (const Exception& error) {
+            return error.what();
+        }
+        return "";
+    };
+    for (const int channels : {0, 3, -1})
         EXPECT_EQ(message(channels, 7), "Invalid channel count: " + std::to_string(channels));
-        EXPECT_EQ(message(1, 3 + channels * channels),
-                  "Invalid audio format: " + std::to_string(3 + channels * channels));
-    }
+    for (const int format : {3, -1}) EXPECT_EQ(message(1, format), "Invalid audio format: " + std::to_string(format));
 }
 
-TEST(Renderer, OutlivesNumbersThatAreNone)
+TEST(Renderer, EndsAtAStepThatLeadsNowhere)
 {
     const double rates[] = {0.0, -48000.0, kNaN, kInfinity};
-    for (const double rate : rates) { // a step that leads nowhere ends a voice
+    for (const double rate : rates) {
         const TestBuffer buffer(AudioFormat::Signed16, 1, rate, NoiseFrames(50));
         ChannelParam param;
         ThreadLocalBuffer buses;
@@ -307,31 +284,6 @@ TEST(Renderer, OutlivesNumbersThatAreNone)
         param.loopEnd = 50;
         const auto loop = MakeRenderer(Interpolation::Linear, *SharedEngine(), buffer, param);
         for (int i = 0; i < 3; ++i) EXPECT_TRUE(loop->Render(SharedEngine().get(), 0, 64, buses)) << rate;
-    }
-
-    // Bad samples and gains are gone once the good ones are back.
-    auto frames = NoiseFrames(4000);
-    for (std::size_t i = 0; i < 1000; ++i) frames[i] = i % 2 ? kNaN : kInfinity;
-    for (const Kind kind : {Kind::Spatialized, Kind::Mono, Kind::Stereo}) {
-        const TestBuffer buffer(AudioFormat::Float32, kind == Kind::Stereo ? 2 : 1, kEngineRate, frames);
-        ChannelParam param;
-        param.lowpassCoef = 0.5f;
-        param.reverbSendGain = kNaN;
-        param.gain = kInfinity;
-        param.isSpatialized = kind == Kind::Spatialized;
-        param.referenceDistanceSq = 1.0f;
-        const auto renderer = MakeRenderer(Interpolation::Linear, *SharedEngine(), buffer, param);
-        ThreadLocalBuffer buses;
-        SharedEngine()->GetSpatializer()->BeginRender(1001);
-        buses.Clear(1001);
-        renderer->Render(SharedEngine().get(), 0, 1001, buses);
-        param.gain = param.reverbSendGain = 0.5f;
-        buses.Clear(1001);
-        renderer->Render(SharedEngine().get(), 0, 500, buses);
-        double power = 0.0;
-        for (const float x : buses.mix) power += std::fabs(x);
-        for (const float x : buses.lowSend) power += std::fabs(x);
-        EXPECT_TRUE(std::isfinite(power) && power > 1.0) << power;
     }
 }
 

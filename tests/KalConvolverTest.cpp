@@ -1,7 +1,6 @@
 #include "Kal/KalConvolver.h"
 
 #include "Kal/KalKernels.h"
-#include "tests/support/Allocations.h"
 #include "tests/support/Convolution.h"
 
 #include <gtest/gtest.h>
@@ -200,28 +199,6 @@ TEST_P(Convolvers, NonFiniteInputIsGoneTwoBlocksLater)
             EXPECT_EQ(convolver.HasOutput(), !silentAfterwards);
         }
     }
-}
-
-TEST_P(Convolvers, CopiesAreDeepAndNothingAllocatesAfterwards)
-{
-    constexpr int n = 32;
-    const Signal left = Noise(n, 1), right = Noise(n, 2), start = Noise(n + 7, 3), one = Noise(3 * n, 4);
-    auto original = std::make_unique<DualMiniConvolver>(left.data(), right.data(), n);
-    Through(*original, start);
-    DualMiniConvolver copy = *original;
-    const Signal silence(n);
-    Through(*original, silence);
-    original.reset();
-
-    Signal both = start;
-    both.insert(both.end(), one.begin(), one.end());
-    const std::uint64_t before = test::AllocationsSoFar().count;
-    Signal heard(one.size());
-    const std::uint64_t ownAllocations = test::AllocationsSoFar().count - before;
-    for (std::size_t i = 0; i < one.size(); ++i) heard[i] = copy.Apply(one[i]).second;
-    EXPECT_EQ(test::AllocationsSoFar().count - before, ownAllocations);
-    const std::vector<double> expected = Expected(both, right);
-    ExpectNear(heard, {expected.begin() + static_cast<std::ptrdiff_t>(start.size()), expected.end()}, 1e-5);
 }
 
 } // namespace

@@ -18,21 +18,6 @@ TEST(ExactDelayLine, LagsByTheWholePartOfItsDelay)
     }
 }
 
-TEST(ExactDelayLine, BlocksOfAnyDivisionEqualSamples)
-{
-    const auto x = Noise(3000, 1);
-    ExactDelayLine bySample(0.0f, 97.0f), byBlock(0.0f, 97.0f);
-    std::vector<float> out(x.size());
-    std::size_t done = 0;
-    for (unsigned n = 0; done + n <= x.size(); done += n, n = (n * 7 + 3) % 250) {
-        const int delay = static_cast<int>(n % 97);
-        bySample.SetDelay(delay);
-        byBlock.SetDelay(static_cast<float>(delay) + 0.9f);
-        byBlock.Process(n, x.data() + done, out.data());
-        for (unsigned i = 0; i < n; ++i) ASSERT_EQ(out[i], bySample.ProcessSample(x[done + i])) << done + i;
-    }
-}
-
 // Below a twentieth of the rate both delay by the whole d, and the all-pass leaves every level alone. The linear one
 // errs by f (1 - f) w^2 / 2 at most; the all-pass by w^3 / 12 in phase.
 TEST(InterpolatingDelayLines, DelayByAFractionOfAFrame)
@@ -73,22 +58,6 @@ TEST(AllpassFilter1, HasTheImpulseResponseOfAnAllPass)
                                     : k == 0                                  ? 0.6
                                                                               : 0.64 * std::pow(-0.6, k - 1.0);
             ASSERT_NEAR(h[i], expected, 1e-6) << i;
-        }
-    }
-}
-
-TEST(AllpassFilter1, BlocksOfAnyDivisionEqualSamples)
-{
-    const auto x = Noise(4000, 1);
-    for (const int length : {1, 3, 5, 7, 37, 157}) {
-        SCOPED_TRACE(length);
-        AllpassFilter1 bySample(length, 0.3f), byBlock(length, 0.3f);
-        std::size_t done = 0;
-        for (unsigned n = 0; done + n <= x.size(); done += n, n = (n * 7 + 3) % 250) {
-            std::vector<float> block(x.begin() + static_cast<std::ptrdiff_t>(done),
-                                     x.begin() + static_cast<std::ptrdiff_t>(done + n));
-            byBlock.Process(n, block.data());
-            for (unsigned i = 0; i < n; ++i) ASSERT_EQ(block[i], bySample.ProcessSample(x[done + i])) << done + i;
         }
     }
 }

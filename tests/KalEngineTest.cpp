@@ -161,20 +161,6 @@ TEST(Engine, SoundsTheSameInBlocksOfAnySizeAndOnAnyNumberOfThreads)
     }
 }
 
-TEST(Engine, TakesNewVoicesOverAtTheNextBlock)
-{
-    const auto engine = std::make_shared<Engine>(EngineParam{});
-    const auto sound = std::make_shared<TestBuffer>(AudioFormat::Float32, 2, 48000.0, std::vector<double>(400, 0.5));
-    float out[200];
-    engine->Prerender();
-    engine->CreateChannel(0.0, sound, {});
-    engine->Render(out, 100);
-    EXPECT_EQ(out[0], 0.0f);
-    engine->Prerender();
-    engine->Render(out, 100);
-    EXPECT_EQ(out[0], 0.5f);
-}
-
 // One frame of amplitude 4 is scaled to full scale; what follows returns with the time constant of a second.
 TEST(Engine, LimitsPeaksAtOnceAndReleasesWithinASecond)
 {
@@ -263,24 +249,6 @@ TEST(Engine, LetsNoCoefficientDrownTheOthers)
         }
 }
 
-#if !KAL_THREAD_SANITIZER
-TEST(Engine, KeepsItsVoicesWhenThereIsNoMemoryForABlock)
-{
-    const auto engine = std::make_shared<Engine>(EngineParam{});
-    const auto sound = std::make_shared<TestBuffer>(AudioFormat::Float32, 2, 48000.0, std::vector<double>(4000, 0.125));
-    std::vector<float> out(2 * 64);
-    for (int i = 0; i < 3; ++i) {
-        engine->CreateChannel(0.0, sound, {});
-        test::LimitAllocations(0);
-        EXPECT_THROW(engine->Prerender(); engine->Render(out.data(), 64), std::bad_alloc);
-        test::LimitAllocations(std::numeric_limits<std::size_t>::max());
-    }
-    engine->Prerender();
-    engine->Render(out.data(), 64);
-    EXPECT_EQ(out[126], 0.375f);
-}
-#endif
-
 // Voices that come while a block is rendered find room without it, and changes are made and dropped without memory.
 // What has been scheduled is released by the next call that schedules, ended voices by whoever holds them.
 TEST(Engine, AllocatesAndReleasesNothingOnceWarm)
@@ -323,20 +291,6 @@ TEST(Engine, AllocatesAndReleasesNothingOnceWarm)
         ASSERT_EQ(after.releases, before.releases) << block;
         if (takesChangesOnly) engine->Render(out.data(), 512);
     }
-}
-
-TEST(Engine, LetsGoOfVoicesThatHaveEnded)
-{
-    const auto engine = std::make_shared<Engine>(EngineParam{});
-    const auto sound = NoiseBuffer(AudioFormat::Signed16, 1, 100, 1);
-    for (int i = 0; i < 10; ++i) engine->CreateChannel(0.0, sound, {});
-    EXPECT_GT(sound.use_count(), 10);
-    float out[2 * 200];
-    for (int block = 0; block < 2; ++block) {
-        engine->Prerender();
-        engine->Render(out, 200);
-    }
-    EXPECT_EQ(sound.use_count(), 1);
 }
 
 // A room without reverbs is silent but for the sound itself; what is set during a block waits for the next one.

@@ -11,7 +11,6 @@
 #include <limits>
 #include <numbers>
 #include <random>
-#include <thread>
 
 namespace kal {
 namespace {
@@ -213,26 +212,6 @@ HrtfSet GainMeter()
     return {{0.0f, {{0.0f, {1.0f}, {0.0f}}, {90.0f, {0.0f}, {0.5f}}}}};
 }
 
-TEST(SpatializerSource, FadesOverToANewDirectionIn128Samples)
-{
-    const Signal ones(1000, 1.0f);
-    for (const int run : {1, 7, 64, 100, 127, 128, 129, 500}) {
-        SCOPED_TRACE(run);
-        const auto spatializer = Loaded(GainMeter());
-        const auto source = spatializer->CreateSource();
-        Signal heard;
-        constexpr int before = 10;
-        Append(heard, Render(*spatializer, before, [&] { source->Mix(ones.data(), 0, before, 0.0f, 0.0f); }));
-        for (int i = 0; i < 300; i += run)
-            Append(heard, Render(*spatializer, run, [&] { source->Mix(ones.data(), 0, run, 90.0f, 0.0f); }));
-        for (int i = 0; i < 300; ++i) {
-            const float fade = std::clamp(static_cast<float>(i - before) / 128.0f, 0.0f, 1.0f); // exact
-            ASSERT_EQ(heard[2 * (i + 1)], 0.5f * (1.0f - fade)) << i;
-            ASSERT_EQ(heard[2 * (i + 1) + 1], 0.25f * fade) << i;
-        }
-    }
-}
-
 TEST(SpatializerSource, AFadeKeepsItsAimAndTakesEachCallsSide)
 {
     const Signal ones(512, 1.0f);
@@ -373,41 +352,6 @@ TEST(Spatializer, NaNAloneIsSilence)
             std::fill(input.begin(), input.end(), 0.5f);
         }
         EXPECT_TRUE(std::all_of(heard.begin(), heard.end(), [](float y) { return std::isfinite(y); })) << frames;
-    }
-}
-
-TEST(Spatializer, ThreadsMayMixIntoOneDirectionAndFinishSeveral)
-{
-    constexpr int threads = 4, voices = 8, frames = 64, blocks = 50;
-    const auto spatializer = Loaded(GainMeter());
-    std::vector<std::shared_ptr<Spatializer::Source>> sources(threads * voices);
-    for (auto& source : sources) source = spatializer->CreateSource();
-    const Signal ones(frames, 1.0f);
-    const auto parallel = [](auto job) {
-        std::vector<std::thread> workers;
-        for (int worker = 0; worker < threads; ++worker) workers.emplace_back(job, worker);
-        for (std::thread& worker : workers) worker.join();
-    };
-    for (int block = 0; block < blocks; ++block) {
-        spatializer->BeginRender(frames);
-        parallel([&](int worker) {
-            for (int voice = 0; voice < voices; ++voice)
-                sources[worker * voices + voice]->Mix(ones.data(), 0, frames, voice % 2 == 0 ? 1.0f : -90.0f, 0.0f);
-        });
-        const unsigned parts = spatializer->PrepareEndRender();
-        ASSERT_EQ(parts, 2u);
-        Signal outs[threads];
-        parallel([&](int worker) {
-            outs[worker].resize(2 * frames);
-            for (unsigned part = worker; part < parts; part += threads)
-                spatializer->EndRender(outs[worker].data(), part);
-        });
-        for (int i = block == 0 ? 1 : 0; i < frames; ++i) {
-            float left = 0.0f;
-            for (const Signal& out : outs) left += out[2 * i];
-            // Half of the voices at 0.5, the other half at 0.25 through the second direction's swapped right ear.
-            ASSERT_EQ(left, 0.75f * threads * voices / 2.0f) << block << ", " << i;
-        }
     }
 }
 

@@ -61,33 +61,5 @@ TEST(BiquadFilter, DesignsFollowTheirAnalogPrototypes)
         }
 }
 
-// Both take their sums in double and round them once a frame, so one filter with two channels is two filters.
-TEST(BiquadFilter, ChannelsOfAPairAreIndependentAndAsExactAsOne)
-{
-    const auto left = Noise(2000, 1), right = Noise(2000, 2);
-    DualBiquadFilter pair;
-    SingleBiquadFilter single[2];
-    pair.PeakingEQ(48000, 380, 0.1f, 16);
-    for (auto& filter : single) filter.PeakingEQ(48000, 380, 0.1f, 16);
-    for (std::size_t i = 0; i < left.size(); ++i) {
-        if (i == 1000) {
-            pair.Mute();
-            for (auto& filter : single) filter.Mute();
-            EXPECT_EQ(single[0].ProcessSample(0.0f), 0.0f);
-        }
-        float l = left[i], r = right[i];
-        pair.ProcessSample(l, r);
-        ASSERT_EQ(l, single[0].ProcessSample(left[i])) << i;
-        ASSERT_EQ(r, single[1].ProcessSample(right[i])) << i;
-    }
-}
-
-TEST(BiquadFilter, WithUnitGainPassesTheSignalThrough)
-{
-    SingleBiquadFilter filter;
-    filter.PeakingEQ(48000, 1000, 1, 3);
-    for (float x : Noise(1000, 3)) ASSERT_NEAR(filter.ProcessSample(x), x, 1e-5);
-}
-
 } // namespace
 } // namespace kal::test

@@ -3,7 +3,6 @@
 #include "Kal/QFFT/CpuFeature.h"
 #include "Kal/QFFT/Exception.h"
 #include "Kal/QFFT/StandardFFTSetup.h"
-#include "tests/support/Allocations.h"
 #include "tests/support/ReferenceDFT.h"
 
 #include <gtest/gtest.h>
@@ -193,22 +192,6 @@ TEST(FFTSetup, IsSharedByThreads)
             for (int round = 0; round < 200; ++round) ASSERT_EQ(Transformed(*setup, in), expected);
         });
     for (std::thread& thread : threads) thread.join();
-}
-
-template<class T>
-void ExpectNoAllocation(unsigned length)
-{
-    const auto setup = Planned<T>({length});
-    Split<T> x = Noise<T>(length, 1);
-    const std::uint64_t before = kal::test::AllocationsSoFar().count;
-    setup->Transform({x.real.data(), x.imag.data(), x.real.data(), x.imag.data()});
-    EXPECT_EQ(kal::test::AllocationsSoFar().count, before) << length;
-}
-
-TEST(FFTSetup, AllocatesNothingUpToTheStackItTakes)
-{
-    for (const unsigned length : {1u, 512u, 1024u, 4096u}) ExpectNoAllocation<double>(length);
-    for (const unsigned length : {512u, 8192u}) ExpectNoAllocation<float>(length);
 }
 
 TEST(FFTSetup, RefusesWhatItCannotPlan)

@@ -19,30 +19,6 @@ TEST(Twiddles, PlansFoursThenTwosThenThrees)
         EXPECT_EQ(PlanRadices(plan.size), plan.radices) << plan.size;
 }
 
-TEST(Twiddles, HoldEveryStagesTurns)
-{
-    for (const unsigned size : {1u, 2u, 3u, 12u, 18u, 256u, 2187u, 4096u}) {
-        SCOPED_TRACE(size);
-        const Twiddles tables(size);
-        ASSERT_EQ(tables.twiddleDouble.size(), size - 1);
-        ASSERT_EQ(tables.twiddles.size(), size - 1);
-        const std::vector<unsigned> radices = PlanRadices(size);
-        ASSERT_EQ(tables.stageStarts.size(), radices.size());
-
-        unsigned i = 0, done = 1;
-        for (std::size_t stage = 0; stage < radices.size(); done *= radices[stage++]) {
-            EXPECT_EQ(tables.stageStarts[stage], i);
-            for (unsigned j = 1; j < radices[stage]; ++j)
-                for (unsigned m = 1; m <= size / (done * radices[stage]); ++m, ++i) {
-                    const auto exact = std::polar(1.0, 2.0 * std::numbers::pi * (j * m * done) / size);
-                    // Each of m additions is off by half a unit of 2 pi at most, and the step by one.
-                    ASSERT_LE(std::abs(tables.twiddleDouble[i] - exact), (m + 2) * 0x1p-51) << i;
-                    ASSERT_EQ(tables.twiddles[i], std::complex<float>(tables.twiddleDouble[i])) << i;
-                }
-        }
-    }
-}
-
 TEST(Twiddles, AreSharedWhileInUse)
 {
     std::shared_ptr<const Twiddles> tables[4];

@@ -1,5 +1,4 @@
-/* A host that asks for the impossible, calls at odd times and from odd threads, and keeps its processor in odd states.
- */
+// A host that asks for the impossible, calls at odd times and from odd threads, and keeps its processor in odd states.
 #include "support.h"
 
 #include <limits.h>
@@ -8,9 +7,9 @@
 #include <time.h>
 #include <xmmintrin.h>
 
-enum { kBlock = 512 };
+enum { kBlock = 512, kMaxBlock = 1024 };
 
-static float stream[2 * kBlock];
+static float stream[2 * kMaxBlock + 1]; // one more, as a guard
 
 static void Pause(int milliseconds)
 {
@@ -18,11 +17,10 @@ static void Pause(int milliseconds)
     nanosleep(&time, NULL);
 }
 
-/* The left ear after a sound that was started has certainly begun. */
+// The left ear after a sound that was started has certainly begun.
 static float Settled(const KalContext* kal)
 {
-    int block;
-    for (block = 0; block < 25; ++block) kal->render(kal->priv, stream, kBlock);
+    for (int block = 0; block < 25; ++block) kal->render(kal->priv, stream, kBlock);
     return stream[2 * kBlock - 2];
 }
 
@@ -32,7 +30,7 @@ static void RefusesOrServesEveryInitialization(void)
     const struct {
         double rate;
         int32_t threads, polyphonics;
-        const char* text; /* the start of what is refused with */
+        const char* text; // the start of what is refused with
     } cases[] = {
         {48000, -1, 8, kNegativeThreads},
         {48000, INT32_MIN, 8, "Invalid thread count: 2147483648"},
@@ -50,15 +48,13 @@ static void RefusesOrServesEveryInitialization(void)
         {48000, 2, INT32_MIN, NULL},
         {48000, 2, INT32_MAX, NULL},
     };
-    size_t i;
-    for (i = 0; i < sizeof cases / sizeof *cases; ++i) {
+    for (size_t i = 0; i < sizeof cases / sizeof *cases; ++i) {
         KalInitParam parameters = Parameters(cases[i].rate);
         KalContext kal = Uninitialized();
-        const char* error;
         parameters.numThreads = cases[i].threads;
         parameters.maxPolyphonics = cases[i].polyphonics;
         kal.init(kal.priv, &parameters);
-        error = kal.checkError(kal.priv);
+        const char* error = kal.checkError(kal.priv);
         if (cases[i].text)
             CHECK(error && strncmp(error, cases[i].text, strlen(cases[i].text)) == 0);
         else
@@ -89,7 +85,7 @@ static void RefusesBuffersThatCannotBe(void)
         {8, 2, 1 << 30, large},
         {16, 1, 1 << 30, large},
         {32, 2, 1 << 28, large},
-        {32, 1, 1 << 29, large}, /* as 32 bits the bytes of these would be 0 or below */
+        {32, 1, 1 << 29, large}, // as 32 bits the bytes of these would be 0 or below
         {32, 1 << 16, 1 << 16, large},
         {8, INT32_MAX, INT32_MAX, large},
         {8, 1, -1, negative},
@@ -100,8 +96,7 @@ static void RefusesBuffersThatCannotBe(void)
         {31, 1, 1, "Invalid sample bits."},
     };
     KalContext kal = StartedAt(48000);
-    size_t i;
-    for (i = 0; i < sizeof cases / sizeof *cases; ++i) {
+    for (size_t i = 0; i < sizeof cases / sizeof *cases; ++i) {
         const KalBufferParam samples = {i ? stream : NULL, cases[i].bits, cases[i].channels, cases[i].frames, 48000};
         kal.freeBuffer(kal.priv, NULL);
         CHECK(kal.createBuffer(kal.priv, &samples) == NULL);
@@ -119,8 +114,7 @@ static void* Destroy(void* context)
 
 static void IsDestroyedByAnotherThread(void)
 {
-    int i;
-    for (i = 0; i < 10; ++i) {
+    for (int i = 0; i < 10; ++i) {
         KalContext kal = StartedAt(48000);
         KalBuffer* sound = ConstantSound(&kal, 0.25f, 48000);
         pthread_t thread;
@@ -133,7 +127,7 @@ static void IsDestroyedByAnotherThread(void)
     }
 }
 
-/* A ramp of one step a frame shows whether a frame is lost. */
+// A ramp of one step a frame shows whether a frame is lost.
 static void GoesOnAfterPausesAndInBursts(void)
 {
     enum { kFrames = 400000 };
@@ -141,31 +135,32 @@ static void GoesOnAfterPausesAndInBursts(void)
     float* ramp = (float*)malloc(kFrames * sizeof *ramp);
     KalBufferParam samples = {NULL, 32, 1, kFrames, 48000};
     KalContext kal = StartedAt(48000);
-    KalBuffer* sound;
-    float last;
-    int i, block, seconds;
-    for (i = 0; i < kFrames; ++i) ramp[i] = (float)(i + 1) * step;
+    for (int i = 0; i < kFrames; ++i) ramp[i] = (float)(i + 1) * step;
     samples.data = ramp;
-    sound = kal.createBuffer(kal.priv, &samples);
+    KalBuffer* sound = kal.createBuffer(kal.priv, &samples);
     kal.playLocal(kal.priv, sound, &kPlain);
-    last = Settled(&kal);
+    float last = Settled(&kal);
     CHECK(last > 0);
-    for (seconds = 0; seconds < 3; ++seconds) {
+    for (int seconds = 0; seconds < 3; ++seconds) {
         Pause(seconds * 1000);
-        for (block = 0; block < 100; ++block) { /* as fast as they come */
+        for (int block = 0; block < 100; ++block) { // as fast as they come
             int steps = 1;
             kal.render(kal.priv, stream, kBlock);
-            for (i = 0; i < kBlock; ++i) steps &= stream[2 * i] == last + (float)(i + 1) * step;
+            for (int i = 0; i < kBlock; ++i) steps &= stream[2 * i] == last + (float)(i + 1) * step;
             CHECK(steps);
             last = stream[2 * kBlock - 2];
         }
     }
-    for (block = 0; block < 100; ++block) { /* sizes that alternate lose whole blocks, never a part of one */
-        const int size = block % 2 ? 480 : 256;
+    for (int block = 0; block < 100; ++block) { // sizes that alternate lose whole blocks, never a part of one
+        static const int sizes[] = {512, 64, 100, 1, 256, 441, 480, 0, 1000, 1024, 3};
+        const int size = sizes[block / 3 % 11];
         int steps = 1;
+        stream[2 * size] = 7;
         kal.render(kal.priv, stream, size);
-        for (i = 1; i < size; ++i) steps &= stream[2 * i] - stream[2 * i - 2] == step;
-        CHECK(steps && stream[0] > last);
+        for (int i = 1; i < size; ++i) steps &= stream[2 * i] - stream[2 * i - 2] == step;
+        CHECK(steps && stream[2 * size] == 7);
+        if (size == 0) continue;
+        CHECK(block % 3 ? stream[0] - last == step : stream[0] > last);
         last = stream[2 * size - 2];
     }
     CHECK_TEXT(kal.checkError(kal.priv), NULL);
@@ -174,7 +169,7 @@ static void GoesOnAfterPausesAndInBursts(void)
     kal.destroy(kal.priv);
 }
 
-/* Plays a two-channel constant where each of its numbers has to be rounded, and listens to what becomes of it. */
+// Plays a two-channel constant where each of its numbers has to be rounded, and listens to what becomes of it.
 static void Scene(float heard[3])
 {
     static const KalVector3 eye = {0.1f, 0.7f, -0.3f}, ahead = {0.6f, 0.1f, -0.77f};
@@ -184,18 +179,16 @@ static void Scene(float heard[3])
     float samples[2 * 4800];
     KalBufferParam parameters = {samples, 32, 2, 4800, 48000};
     KalContext kal = StartedAt(48000);
-    KalBuffer* sound;
-    int i;
-    for (i = 0; i < 2 * 4800; ++i) samples[i] = 0.3f;
-    sound = kal.createBuffer(kal.priv, &parameters);
-    for (i = 0; i < 3; ++i) {
+    for (int i = 0; i < 2 * 4800; ++i) samples[i] = 0.3f;
+    KalBuffer* sound = kal.createBuffer(kal.priv, &parameters);
+    for (int i = 0; i < 3; ++i) {
         int block;
         kal.respatialize(kal.priv, &eye, &ahead, &kUp, &room);
         kal.playAbsolute(kal.priv, sound, &places[i], &how);
         heard[i] = 0;
         for (block = 0; block < 40; ++block) {
             kal.render(kal.priv, stream, kBlock);
-            if (heard[i] == 0) heard[i] = stream[kBlock]; /* of a block's middle: constant from there on */
+            if (heard[i] == 0) heard[i] = stream[kBlock]; // of a block's middle: constant from there on
         }
     }
     CHECK_TEXT(kal.checkError(kal.priv), NULL);
@@ -221,28 +214,25 @@ static void SoundsTheSameInEveryFloatingPointState(void)
         unsigned mxcsr;
         uint16_t controlWord;
     } states[] = {
-        {0x1f80, 0x37f}, /* the usual one */
-        {0x1f80, 0x07f}, /* the x87 unit in single precision */
-        {0x9fc0, 0x37f}, /* flush to zero, denormals are zero */
-        {0x3f80, 0x77f}, /* round down */
-        {0x5f80, 0xb7f}, /* round up */
-        {0x7f80, 0xc7f}, /* round toward zero, in single precision */
-        {0x0000, 0x340}, /* every trap armed, but for those of x87 rounding and denormals */
+        {0x1f80, 0x37f}, // the usual one
+        {0x1f80, 0x07f}, // the x87 unit in single precision
+        {0x9fc0, 0x37f}, // flush to zero, denormals are zero
+        {0x3f80, 0x77f}, // round down
+        {0x5f80, 0xb7f}, // round up
+        {0x7f80, 0xc7f}, // round toward zero, in single precision
+        {0x0000, 0x340}, // every trap armed, but for those of x87 rounding and denormals
     };
     float usual[3] = {0, 0, 0}, heard[3];
     const unsigned mxcsr = _mm_getcsr();
     const uint16_t controlWord = ControlWord();
-    size_t i;
     Scene(usual);
     CHECK(usual[0] > 0 && usual[1] > 0 && usual[2] > 0);
-    for (i = 0; i < sizeof states / sizeof *states; ++i) {
-        KalContext kal;
-        KalBuffer* sound;
+    for (size_t i = 0; i < sizeof states / sizeof *states; ++i) {
         const KalInitParam parameters = Parameters(48000);
         const unsigned armed = states[i].mxcsr & 0x1f80;
         unsigned mxcsrAfter;
         uint16_t controlWordAfter;
-        if (armed == 0x1f80) { /* the host's own arithmetic in Scene would be trapped otherwise */
+        if (armed == 0x1f80) { // the host's own arithmetic in Scene would be trapped otherwise
             _mm_setcsr(states[i].mxcsr);
             SetControlWord(states[i].controlWord);
             Scene(heard);
@@ -250,8 +240,8 @@ static void SoundsTheSameInEveryFloatingPointState(void)
             SetControlWord(controlWord);
             CHECK(memcmp(heard, usual, sizeof usual) == 0);
         }
-        kal = Uninitialized();
-        sound = NULL;
+        KalContext kal = Uninitialized();
+        KalBuffer* sound = NULL;
         _mm_setcsr(states[i].mxcsr);
         SetControlWord(states[i].controlWord);
         kal.init(kal.priv, &parameters);
@@ -278,7 +268,7 @@ static void SoundsTheSameInEveryFloatingPointState(void)
 }
 
 #ifdef __i386__
-/* Calls an entry with up to five arguments and a stack that is `shift` bytes off its alignment. */
+// Calls an entry with up to five arguments and a stack that is `shift` bytes off its alignment.
 static void CallOff(uintptr_t entry, uintptr_t shift, uintptr_t a, uintptr_t b, uintptr_t c, uintptr_t d, uintptr_t e)
 {
     const uintptr_t arguments[] = {a, b, c, d, e, shift};
@@ -300,8 +290,7 @@ static void CallOff(uintptr_t entry, uintptr_t shift, uintptr_t a, uintptr_t b, 
 static void WorksOnStacksAlignedToFourBytes(void)
 {
     const KalInitParam parameters = Parameters(48000);
-    uintptr_t shift;
-    for (shift = 0; shift < 16; shift += 4) {
+    for (uintptr_t shift = 0; shift < 16; shift += 4) {
         KalContext kal = Uninitialized();
         const uintptr_t priv = (uintptr_t)kal.priv, front = (uintptr_t)&kAhead, up = (uintptr_t)&kUp;
         uintptr_t sound;

@@ -1,12 +1,12 @@
-/* What the host programs share: checks that report and go on, a context that runs, sounds whose samples are known, and
- * the memory that the process holds. */
+// What the host programs share: checks that report and go on, a context that runs, sounds whose samples are known, and
+// the memory that the process holds.
 #ifndef HOST_SUPPORT_H
 #define HOST_SUPPORT_H
 
 #ifndef __cplusplus
-#define _GNU_SOURCE /* for RTLD_NOLOAD; C++ has it anyway */
+#define _GNU_SOURCE // for RTLD_NOLOAD; C++ has it anyway
 #endif
-#define PSAPI_VERSION 2 /* for the process's memory from kernel32 itself */
+#define PSAPI_VERSION 2 // for the process's memory from kernel32 itself
 
 #include "examples/kal_loader.h"
 
@@ -26,7 +26,7 @@ static int failures;
     ((condition) ? (void)0 : (void)(++failures, printf("%s:%d: not so: %s\n", __FILE__, __LINE__, #condition)))
 #define CHECK_TEXT(actual, expected) CheckText(actual, expected, __FILE__, __LINE__)
 
-/* Either text may be null, which equals null only. */
+// Either text may be null, which equals null only.
 static inline void CheckText(const char* actual, const char* expected, const char* file, int line)
 {
     const int equal = actual && expected ? strcmp(actual, expected) == 0 : actual == expected;
@@ -36,7 +36,7 @@ static inline void CheckText(const char* actual, const char* expected, const cha
            expected ? expected : "(null)");
 }
 
-/* Runs one case under its name. */
+// Runs one case under its name.
 #define RUN(name) (puts(#name), fflush(stdout), name())
 
 static KalLibrary library;
@@ -57,7 +57,7 @@ static inline KalInitParam Parameters(double samplingRate)
     return parameters;
 }
 
-/* A fresh private record, without a renderer yet. */
+// A fresh private record, without a renderer yet.
 static inline KalContext Uninitialized(void)
 {
     KalContext kal;
@@ -80,23 +80,21 @@ static inline KalContext StartedAt(double samplingRate)
     return Started(&parameters);
 }
 
-/* A mono sound of 48 kHz that holds one value. */
+// A mono sound of 48 kHz that holds one value.
 static inline KalBuffer* ConstantSound(const KalContext* kal, float value, int frames)
 {
     KalBufferParam parameters = {NULL, 32, 1, 0, 48000};
     float* samples = (float*)malloc((size_t)frames * sizeof *samples);
-    KalBuffer* sound;
-    int i;
-    for (i = 0; i < frames; ++i) samples[i] = value;
+    for (int i = 0; i < frames; ++i) samples[i] = value;
     parameters.data = samples;
     parameters.numSamples = frames;
-    sound = kal->createBuffer(kal->priv, &parameters);
+    KalBuffer* sound = kal->createBuffer(kal->priv, &parameters);
     CHECK(sound != NULL);
     free(samples);
     return sound;
 }
 
-/* Bytes of memory that the process holds now. */
+// Bytes of memory that the process holds now.
 static inline double HeldMemory(void)
 {
 #ifdef _WIN32
@@ -123,7 +121,7 @@ static inline int IsLoaded(const char* path)
 #endif
 }
 
-/* Loads the library at `path`, runs the cases and tells how it went, as main does. */
+// Loads the library at `path`, runs the cases and tells how it went, as main does.
 static inline int RunHost(const char* path, void (*cases)(void))
 {
     library = kalOpenLibrary(path);
@@ -138,4 +136,4 @@ static inline int RunHost(const char* path, void (*cases)(void))
     return failures != 0;
 }
 
-#endif /* HOST_SUPPORT_H */
+#endif // HOST_SUPPORT_H
