@@ -27,11 +27,11 @@ struct Cue {
 };
 
 constexpr Cue kCues[] = {
-    {0.25, "Front_Center", Way::Local, 0.25f, 0.0},  {1.8, "Front_Left", Way::Relative, 1.0f, -30.0},
-    {3.4, "Front_Right", Way::Relative, 1.0f, 30.0}, {5.1, "Side_Left", Way::Relative, 1.0f, -90.0},
-    {6.6, "Side_Right", Way::Relative, 1.0f, 90.0},  {8.1, "Rear_Left", Way::Relative, 1.0f, -150.0},
-    {9.6, "Rear_Right", Way::Relative, 1.0f, 150.0}, {11.3, "Rear_Center", Way::Relative, 1.0f, 180.0},
-    {kTurnStart, "Noise", Way::Absolute, 1.0f, 0.0}, {14.3, "Noise", Way::Absolute, 1.0f, 0.0},
+    {0.25, "Front_Center", Way::Local, 1.0f, 0.0},   {1.8, "Front_Left", Way::Relative, 4.0f, -30.0},
+    {3.4, "Front_Right", Way::Relative, 4.0f, 30.0}, {5.1, "Side_Left", Way::Relative, 4.0f, -90.0},
+    {6.6, "Side_Right", Way::Relative, 4.0f, 90.0},  {8.1, "Rear_Left", Way::Relative, 4.0f, -150.0},
+    {9.6, "Rear_Right", Way::Relative, 4.0f, 150.0}, {11.3, "Rear_Center", Way::Relative, 4.0f, 180.0},
+    {kTurnStart, "Noise", Way::Absolute, 4.0f, 0.0}, {14.3, "Noise", Way::Absolute, 4.0f, 0.0},
 };
 
 struct Room {
