@@ -115,21 +115,21 @@ void ConvolverBank::Sum::Add(Signal& signal, const Responses& responses, bool sw
 
 bool ConvolverBank::Sum::Render(float* out)
 {
-    const int blockLength = bank.blockLength;
-    const auto scale = static_cast<float>(1.0 / blockLength);
+    const int length = bank.blockLength;
+    const auto scale = static_cast<float>(1.0 / length);
     const int numBlocks = NumBlocks();
     for (int i = 0; i < numBlocks; ++i) {
         for (int ear = 0; ear < 2; ++ear) {
             // The window's first half is spoilt by what should lie before it.
             fft.BackwardTransform(window.Data(), sums[i].Real(ear), sums[i].Imag(ear));
-            for (int k = 0; k < blockLength; ++k) output.Data()[2 * k + ear] = window.Data()[blockLength + k] * scale;
+            for (int k = 0; k < length; ++k) output.Data()[2 * k + ear] = window.Data()[length + k] * scale;
         }
         sums[i].Clear();
-        const int frame = (first + i + 1) * blockLength - bank.position;
-        Accumulate(2 * std::min(blockLength, bank.numFrames - frame), out + 2 * frame, output.Data());
+        const int frame = (first + i + 1) * length - bank.position;
+        Accumulate(2 * std::min(length, bank.numFrames - frame), out + 2 * frame, output.Data());
         if (first + i + 1 == bank.NumBlocks()) {
             const std::lock_guard lock(bank.mutex);
-            Accumulate(2 * blockLength, bank.latest.Data(), output.Data());
+            Accumulate(2 * length, bank.latest.Data(), output.Data());
         }
     }
     first += numBlocks;
