@@ -1,9 +1,8 @@
 #pragma once
 
-#include <vector>
-
-/// Inner loops that are worth more than one instruction set: one row of functions for each, chosen once at run time.
-/// Every row computes the same values to the last bit; only speed differs.
+/// Inner loops that are worth more than one instruction set: one row of functions for each, chosen at run time together
+/// with the transforms' kernels (qfft::cpu). Rows differ in speed, and in the last bits where a recursion from frame to
+/// frame is taken in lanes.
 namespace kal::kernels {
 
 /// The 16 lines of a reverb over a number of frames in which neither reading nor writing crosses a ring's seam.
@@ -38,7 +37,6 @@ struct Products {
 };
 
 struct Row {
-    const char* name;
     int numLanes; ///< frames that are processed together
 
     /// Advances a reverb's network; `in` is its input. numFrames is a multiple of numLanes and no line is shorter than
@@ -72,13 +70,7 @@ inline constexpr double kMaxStep = 8.0;
 /// Frames past the last position's own that resample may touch.
 inline constexpr int kResampleMargin = 10;
 
-/// [any] The rows that this processor can run, the slowest first.
-std::vector<const Row*> UsableRows();
-
-/// [render] The row in use: the last usable one, or the one that was selected.
+/// [render] The row of the kind that qfft::cpu has in use.
 const Row& SelectedRow();
-
-/// [control] Makes a usable row the one in use for the whole process: for tests and benchmarks.
-void SelectRow(const Row& row);
 
 } // namespace kal::kernels

@@ -5,8 +5,7 @@
 
 namespace kal::kernels {
 
-constexpr Row kAvx2Row{"AVX2",
-                       kNumLanes<Float8>,
+constexpr Row kAvx2Row{kNumLanes<Float8>,
                        AdvanceNetwork<Float8>,
                        {Resample<Float8, std::uint8_t>, Resample<Float8, std::int16_t>, Resample<Float8, float>},
                        Lowpass<Float8>,

@@ -5,8 +5,7 @@
 
 namespace kal::kernels {
 
-constexpr Row kSse2Row{"SSE2",
-                       kNumLanes<Float4>,
+constexpr Row kSse2Row{kNumLanes<Float4>,
                        AdvanceNetwork<Float4>,
                        {Resample<Float4, std::uint8_t>, Resample<Float4, std::int16_t>, Resample<Float4, float>},
                        Lowpass<Float4>,

@@ -57,7 +57,9 @@ struct Pair {
 template<class V>
 inline Pair<V> Deinterleaved(V a, V b)
 {
-    if constexpr (kNumLanes<V> == 4) {
+    if constexpr (kNumLanes<V> == 1) {
+        return {a, b};
+    } else if constexpr (kNumLanes<V> == 4) {
         return {__builtin_shufflevector(a, b, 0, 2, 4, 6), __builtin_shufflevector(a, b, 1, 3, 5, 7)};
     } else {
         const V left = __builtin_shufflevector(a, b, 0, 1, 2, 3, 8, 9, 10, 11);
@@ -68,6 +70,8 @@ inline Pair<V> Deinterleaved(V a, V b)
 }
 
 /// Row i, lane k becomes row k, lane i.
+inline void Transpose(float*) {}
+
 inline void Transpose(Float4* rows)
 {
     const Float4 a = __builtin_shufflevector(rows[0], rows[1], 0, 4, 1, 5);

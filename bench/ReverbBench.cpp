@@ -2,10 +2,10 @@
 
 #include "Kal/KalEqualizer.h"
 #include "Kal/KalInternals.h"
-#include "Kal/KalKernels.h"
 #include "Kal/KalLowBand.h"
 #include "Kal/KalReverb.h"
 #include "Kal/KalSendNetwork.h"
+#include "Kal/QFFT/CpuFeature.h"
 
 #include <benchmark/benchmark.h>
 
@@ -68,14 +68,14 @@ BENCHMARK(ReverbBySample);
 /// Runs the rest with the row of vector kernels that the argument numbers.
 bool SelectRow(benchmark::State& state)
 {
-    const auto rows = kernels::UsableRows();
+    const auto rows = qfft::cpu::UsableRows();
     const auto index = static_cast<std::size_t>(state.range(0));
     if (index >= rows.size()) {
         state.SkipWithError("not on this processor");
         return false;
     }
-    kernels::SelectRow(*rows[index]);
-    state.SetLabel(rows[index]->name);
+    qfft::cpu::SelectRow(rows[index]);
+    state.SetLabel(qfft::cpu::NameOf(rows[index]));
     return true;
 }
 
@@ -92,7 +92,7 @@ void ReverbByBlock(benchmark::State& state)
     }
     SetPerFrame(state);
 }
-BENCHMARK(ReverbByBlock)->DenseRange(0, 1);
+BENCHMARK(ReverbByBlock)->DenseRange(0, 2);
 
 void RenderNetwork(benchmark::State& state, SendNetwork& network, NoiseBlocks& send)
 {
@@ -112,7 +112,7 @@ void SendNetworkBlock(benchmark::State& state)
     NoiseBlocks noise(kBlock, 1.0);
     RenderNetwork(state, network, noise);
 }
-BENCHMARK(SendNetworkBlock)->DenseRange(0, 1);
+BENCHMARK(SendNetworkBlock)->DenseRange(0, 2);
 
 /// Long after the last sound.
 void SendNetworkAsleep(benchmark::State& state)

@@ -3,8 +3,8 @@
 #include "Kal/KalEngine.h"
 #include "Kal/KalException.h"
 #include "Kal/KalHrtf.h"
-#include "Kal/KalKernels.h"
 #include "Kal/KalPlayhead.h"
+#include "tests/support/EveryRow.h"
 #include "tests/support/Measure.h"
 #include "tests/support/TestBuffer.h"
 #include "tests/support/VoiceModel.h"
@@ -93,18 +93,13 @@ private:
     std::unique_ptr<Channel::Renderer> renderer;
 };
 
-class EveryRow : public testing::TestWithParam<const kernels::Row*> {
-protected:
-    void SetUp() override { kernels::SelectRow(*GetParam()); }
-    void TearDown() override { kernels::SelectRow(*kernels::UsableRows().back()); }
-};
+class Voices : public test::EveryRow {};
 
-INSTANTIATE_TEST_SUITE_P(Renderer, EveryRow, testing::ValuesIn(kernels::UsableRows()),
-                         [](const auto& row) { return std::string(row.param->name); });
+INSTANTIATE_TEST_SUITE_P(Rows, Voices, test::kEveryRow, test::NameOfRow);
 
 // Speeds from crawling to beyond what kernels take; coefficients with and without a chain, and one that no kernel
 // takes.
-TEST_P(EveryRow, MatchesTheModel)
+TEST_P(Voices, MatchesTheModel)
 {
     constexpr double kSpeeds[] = {0.01, 0.5, 1.0, 48000.0 / 44100.0, 1.37, 2.0, 7.3, 100.0};
     constexpr float kCoefs[] = {1.0f, 0.3f, 0.01f, 1.9f};
@@ -144,7 +139,7 @@ TEST_P(EveryRow, MatchesTheModel)
                     }
 }
 
-TEST_P(EveryRow, LoopsSeamlesslyHoweverShortOrFarAway)
+TEST_P(Voices, LoopsSeamlesslyHoweverShortOrFarAway)
 {
     const TestBuffer buffer(AudioFormat::Signed16, 1, 48000.0, NoiseFrames(3000));
     struct Case {
@@ -168,7 +163,7 @@ TEST_P(EveryRow, LoopsSeamlesslyHoweverShortOrFarAway)
     }
 }
 
-TEST_P(EveryRow, EndsEightFramesPastTheData)
+TEST_P(Voices, EndsEightFramesPastTheData)
 {
     const TestBuffer buffer(AudioFormat::Float32, 1, 48000.0, NoiseFrames(20));
     ChannelParam param;

@@ -1,7 +1,7 @@
 #include "Kal/KalConvolver.h"
 
-#include "Kal/KalKernels.h"
 #include "tests/support/Convolution.h"
+#include "tests/support/EveryRow.h"
 
 #include <gtest/gtest.h>
 
@@ -66,18 +66,9 @@ std::vector<double> Expected(const Signal& input, const Signal& response)
     return expected;
 }
 
-/// Every test with every row of kernels.
-class Convolvers : public testing::TestWithParam<const kernels::Row*> {
-protected:
-    Convolvers() { kernels::SelectRow(*GetParam()); }
-    ~Convolvers() override { kernels::SelectRow(selectedBefore); }
+class Convolvers : public test::EveryRow {};
 
-private:
-    const kernels::Row& selectedBefore = kernels::SelectedRow();
-};
-
-INSTANTIATE_TEST_SUITE_P(Rows, Convolvers, testing::ValuesIn(kernels::UsableRows()),
-                         [](const auto& row) { return std::string(row.param->name); });
+INSTANTIATE_TEST_SUITE_P(Rows, Convolvers, test::kEveryRow, test::NameOfRow);
 
 TEST_P(Convolvers, ForwardTransformIsHalvedAndBackwardOneScalesByItsSize)
 {
@@ -148,9 +139,9 @@ TEST_P(Convolvers, AllRowsAgreeToTheLastBit)
         const Signal left = Noise(n, 1), right = Noise(n, 2), input = Noise(3 * n, 3);
         DualMiniConvolver convolver(left.data(), right.data(), n), plain = convolver;
         const Stereo output = Through(convolver, input);
-        kernels::SelectRow(*kernels::UsableRows().front());
+        qfft::cpu::SelectRow(qfft::cpu::KernelRow::Generic);
         const Stereo expected = Through(plain, input);
-        kernels::SelectRow(*GetParam());
+        qfft::cpu::SelectRow(GetParam());
         EXPECT_EQ(output.left, expected.left) << n;
         EXPECT_EQ(output.right, expected.right) << n;
     }

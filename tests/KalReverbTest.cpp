@@ -1,6 +1,5 @@
 #include "Kal/KalReverb.h"
 
-#include "Kal/KalKernels.h"
 #include "tests/support/Measure.h"
 #include "tests/support/SendNetworkModel.h"
 

@@ -1,7 +1,7 @@
 #include "Kal/KalSendNetwork.h"
 
 #include "Kal/KalInternals.h"
-#include "Kal/KalKernels.h"
+#include "tests/support/EveryRow.h"
 #include "tests/support/Measure.h"
 #include "tests/support/SendNetworkModel.h"
 
@@ -79,21 +79,19 @@ TEST(SendNetwork, FollowsItsModel)
     }
 }
 
-TEST(SendNetwork, GivesTheSameForEveryRowAndDivision)
+class SendNetworks : public EveryRow {};
+
+INSTANTIATE_TEST_SUITE_P(Rows, SendNetworks, kEveryRow, NameOfRow);
+
+TEST_P(SendNetworks, GiveTheSameForEveryRowAndDivision)
 {
     const auto send = Burst(3000, 20000);
-    const kernels::Row& before = kernels::SelectedRow();
-    SendNetwork reference(48000);
+    SendNetwork network(48000), reference(48000);
+    const Wet actual = Rendered(network, kRoom, send, {1, 64, 441, 0, 1000, 3, 257});
+    qfft::cpu::SelectRow(qfft::cpu::KernelRow::Generic);
     const Wet expected = Rendered(reference, kRoom, send);
-    for (const kernels::Row* row : kernels::UsableRows()) {
-        SCOPED_TRACE(row->name);
-        kernels::SelectRow(*row);
-        SendNetwork network(48000);
-        const Wet actual = Rendered(network, kRoom, send, {1, 64, 441, 0, 1000, 3, 257});
-        EXPECT_EQ(actual.mix, expected.mix);
-        EXPECT_EQ(actual.lowSend, expected.lowSend);
-    }
-    kernels::SelectRow(before);
+    EXPECT_EQ(actual.mix, expected.mix);
+    EXPECT_EQ(actual.lowSend, expected.lowSend);
 }
 
 // Adds to what the buses hold, and follows a new level by a tenth of the distance a frame.

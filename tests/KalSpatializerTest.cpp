@@ -1,6 +1,7 @@
 #include "Kal/KalSpatializer.h"
 
 #include "Kal/KalHrtf.h"
+#include "tests/support/EveryRow.h"
 #include "tests/support/HrtfSet.h"
 #include "tests/support/Measure.h"
 #include "tests/support/SpatializerModel.h"
@@ -165,8 +166,12 @@ TEST(Spatializer, EveryDirectionOfTheShippedSetSoundsAsMeasured)
     }
 }
 
+class Spatializers : public test::EveryRow {};
+
+INSTANTIATE_TEST_SUITE_P(Rows, Spatializers, test::kEveryRow, test::NameOfRow);
+
 // Voices that move, pause and end, in blocks of all lengths, over directions with responses of two lengths.
-TEST(Spatializer, SoundsLikeItsPlainForm)
+TEST_P(Spatializers, SoundLikeTheirPlainForm)
 {
     constexpr int voices = 60;
     HrtfSet set = test::Values(hrtfData);

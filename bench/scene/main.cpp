@@ -1,6 +1,6 @@
 // What a game feels: the time of one block with many voices.
 //
-//     kal_scene [--json] [--alone] [--row SSE2|AVX2] [--threads N,N] [--voices N,N,...]
+//     kal_scene [--json] [--alone] [--row Generic|SSE2|AVX2] [--threads N,N] [--voices N,N,...]
 //               [--motion static,moving,sends] [--blocks N]
 //
 // One line a case: the direction sides that were convolved, median, 99th percentile and worst block in microseconds,
@@ -9,7 +9,7 @@
 // printed. "marginal" is the cost of a further voice, in ns a frame, between the last two voice counts of a motion:
 // both have every direction in use, so it is the voices' alone.
 
-#include "Kal/KalKernels.h"
+#include "Kal/QFFT/CpuFeature.h"
 #include "bench/scene/Renderers.h"
 
 #include <algorithm>
@@ -74,8 +74,8 @@ std::vector<int> Numbers(const std::string& list)
 
 void SelectRow(const std::string& name)
 {
-    for (const auto* row : kal::kernels::UsableRows())
-        if (name == row->name) return kal::kernels::SelectRow(*row);
+    for (const auto row : qfft::cpu::UsableRows())
+        if (name == qfft::cpu::NameOf(row)) return qfft::cpu::SelectRow(row);
     Usage("no such row on this processor");
 }
 
@@ -192,8 +192,8 @@ int main(int argc, char** argv)
     if (!options.json)
         std::printf(
             "kernels: %s; %d frames a block at %.0f Hz = %.1f us\n%-8s %-7s %7s %7s %6s %10s %10s %10s %8s %6s\n",
-            kal::kernels::SelectedRow().name, kBlock, kRate, kBlockMicroseconds, "renderer", "motion", "threads",
-            "voices", "sides", "median us", "99 % us", "worst us", "per cent", "drift");
+            qfft::cpu::NameOf(qfft::cpu::SelectedRow()), kBlock, kRate, kBlockMicroseconds, "renderer", "motion",
+            "threads", "voices", "sides", "median us", "99 % us", "worst us", "per cent", "drift");
     for (const Motion motion : options.motions)
         for (const int threads : options.threads) {
             double before = 0.0, last = 0.0;

@@ -1,8 +1,8 @@
 #include "Kal/QFFT/FFTSetup.h"
 
-#include "Kal/QFFT/CpuFeature.h"
 #include "Kal/QFFT/Exception.h"
 #include "Kal/QFFT/StandardFFTSetup.h"
+#include "tests/support/EveryRow.h"
 #include "tests/support/ReferenceDFT.h"
 
 #include <gtest/gtest.h>
@@ -91,23 +91,9 @@ void ExpectTransforms(unsigned length, bool backward, std::size_t numBins)
     }
 }
 
-/// Single precision, with every row of kernels.
-class SingleFFT : public testing::TestWithParam<cpu::KernelRow> {
-protected:
-    SingleFFT() { cpu::SelectRow(GetParam()); }
-    ~SingleFFT() override { cpu::SelectRow(selectedBefore); }
+class SingleFFT : public kal::test::EveryRow {};
 
-private:
-    const cpu::KernelRow selectedBefore = cpu::SelectedRow();
-};
-
-std::string RowName(const testing::TestParamInfo<cpu::KernelRow>& row)
-{
-    static constexpr const char* names[] = {"Generic", "SSE2", "AVX2"};
-    return names[static_cast<int>(row.param)];
-}
-
-INSTANTIATE_TEST_SUITE_P(Rows, SingleFFT, testing::ValuesIn(cpu::UsableRows()), RowName);
+INSTANTIATE_TEST_SUITE_P(Rows, SingleFFT, kal::test::kEveryRow, kal::test::NameOfRow);
 
 TEST_P(SingleFFT, FollowsItsDefinitionInBothDirectionsAtEveryLength)
 {
