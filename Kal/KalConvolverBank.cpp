@@ -56,8 +56,7 @@ ConvolverBank::Signal::Signal(const ConvolverBank& owner) : bank(owner), samples
 
 void ConvolverBank::Signal::Reserve(int frames)
 {
-    const std::size_t needed = 2 * bank.blockLength + frames;
-    if (samples.size() < needed) samples.resize(needed);
+    samples.resize(2 * static_cast<std::size_t>(bank.blockLength) + static_cast<std::size_t>(frames));
 }
 
 // Ends a block, the second half of a window. Returns false if there is nothing in all of the window.

@@ -82,7 +82,7 @@ public:
     /// [control]
     explicit Signal(const ConvolverBank& owner);
 
-    /// [render] Makes room for the bank's BeginRender; allocates for the longest block so far.
+    /// [render] Makes room for blocks of up to so many frames, more than before.
     void Reserve(int frames);
 
     /// [render] The frames of the block that is rendered, not defined at first.

@@ -28,17 +28,18 @@ const std::shared_ptr<Spatializer::Angle>& Spatializer::Nearest(float azimuth, f
     return ring.angles[ring.azimuths.ChooseNearest(azimuth)];
 }
 
+// Directions that were used in the block before are among those that were gathered then.
 void Spatializer::BeginRender(unsigned numFrames)
 {
     const auto frames = static_cast<int>(numFrames);
-    for (const auto& ring : rings) {
-        for (const auto& angle : ring->angles) {
-            for (Angle::Input& input : angle->inputs) {
-                input.used = false;
-                input.signal.Reserve(frames);
-            }
-        }
+    if (numFrames > longestBlock) {
+        for (const auto& ring : rings)
+            for (const auto& angle : ring->angles)
+                for (Angle::Input& input : angle->inputs) input.signal.Reserve(frames);
+        longestBlock = numFrames;
     }
+    for (Angle* angle : enabledAngles)
+        for (Angle::Input& input : angle->inputs) input.used = false;
     for (auto& [length, bank] : banks) bank.BeginRender(frames);
     blockSize = numFrames;
 }

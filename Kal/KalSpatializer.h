@@ -74,6 +74,7 @@ private:
     std::vector<std::shared_ptr<Ring>> rings;
     InterpolationHelper elevations;
     unsigned blockSize = 0;
+    unsigned longestBlock = 0; ///< that there is room for
     std::vector<Angle*> enabledAngles;
 };
 
