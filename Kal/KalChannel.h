@@ -78,7 +78,8 @@ private:
     ChannelParam lastParam; ///< most recently scheduled; guarded by channelListMutex
     std::atomic<bool> playing{true};
     std::unique_ptr<Renderer> renderer;
-    // The queues change places by pointer: what is in them lies in the cache of the core that rendered.
+    // The queues change places by pointer: swapping maps would write into their nodes, which lie in the cache of the
+    // core that rendered.
     std::array<UpdateQueue, 3> queues;
     UpdateQueue* pendingUpdates = &queues[0]; ///< by samples from the next block's start; under channelListMutex
     UpdateQueue* renderUpdates = &queues[1];  ///< by samples from this block's start

@@ -57,6 +57,10 @@ public:
     /// [render] False when the output to come is all zero whatever is put in before the block is full.
     bool HasOutput() const { return hasOutput; }
 
+    /// [render] Finishes a block: the second half of the last result and the first half of the new one become the
+    /// output. Taking the last sample of a block does it by itself.
+    void BufferFull();
+
 protected:
     /// The responses have blockLength samples, a power of two, which it asserts.
     BlockConvolver(const std::array<const float*, Responses>& responses, int blockLength);
@@ -77,7 +81,6 @@ private:
     using Spectra = std::array<Spectrum, Responses>;
     using Signals = std::array<AlignedArray, Responses>;
 
-    void BufferFull();
     void ConvolveInput();
     bool ShiftTails();
 
@@ -85,7 +88,7 @@ private:
     Spectra products;   ///< the first holds the spectrum of the input before
     AlignedArray input; ///< the second half is always zero
     Signals outputs;
-    Signals tails;
+    Signals tails; ///< what is added to the next result
     int blockLength;
     int position = 0;
     RealFFT fft;

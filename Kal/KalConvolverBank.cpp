@@ -19,17 +19,19 @@ bool Sounds(const float* begin, const float* end)
 
 } // namespace
 
-ConvolverBank::ConvolverBank(int length) : fft(length), blockLength(length), former(2 * length), latest(2 * length)
+ConvolverBank::ConvolverBank(int length, unsigned numSums) : fft(length), blockLength(length)
 {
-    former.Clear();
-    latest.Clear();
+    sums.reserve(numSums);
+    for (unsigned i = 0; i < numSums; ++i) sums.emplace_back(*this);
 }
 
 void ConvolverBank::BeginRender(int frames)
 {
     if (NumBlocks() > 0) {
-        former.Swap(latest);
-        latest.Clear();
+        for (Sum& sum : sums) {
+            sum.former.Swap(sum.latest);
+            sum.latest.Clear();
+        }
     }
     position = (position + numFrames) % blockLength;
     numFrames = frames;
@@ -37,7 +39,13 @@ void ConvolverBank::BeginRender(int frames)
 
 void ConvolverBank::AddFormer(float* out) const
 {
-    Accumulate(2 * std::min(blockLength - position, numFrames), out, former.Data() + 2 * position);
+    const unsigned count = 2 * std::min(blockLength - position, numFrames);
+    for (const Sum& sum : sums) Accumulate(count, out, sum.former.Data() + 2 * position);
+}
+
+ConvolverBank::Sum& ConvolverBank::SumOf(unsigned index)
+{
+    return sums[index];
 }
 
 StereoSpectrum::StereoSpectrum(int bins) : stride((bins + 15) / 16 * 16), parts(4 * stride) {}
@@ -76,32 +84,36 @@ void ConvolverBank::Signal::EndRender()
     const float* present = begin + bank.blockLength;
     const float* end = Frames() + bank.numFrames;
     hasOutput = blocksToCome > 0 || Sounds(present, end);
-    if (hasOutput)
-        std::copy(begin, end, samples.data());
-    else
+    if (!hasOutput)
         std::fill_n(samples.data(), 2 * bank.blockLength, 0.0f);
+    else if (bank.NumBlocks() > 0)
+        std::copy(begin, end, samples.data());
 }
 
-ConvolverBank::Sum::Sum(ConvolverBank& owner)
+ConvolverBank::Sum::Sum(const ConvolverBank& owner)
     : bank(owner),
       fft(owner.fft),
       spectrum(owner.blockLength + 1),
-      sums(kMostBlocks, StereoSpectrum(owner.blockLength + 1)),
+      spectra(kMostBlocks, StereoSpectrum(owner.blockLength + 1)),
       window(2 * owner.blockLength),
-      output(2 * owner.blockLength)
+      output(2 * owner.blockLength),
+      former(2 * owner.blockLength),
+      latest(2 * owner.blockLength)
 {
-    for (StereoSpectrum& sum : sums) sum.Clear();
+    for (StereoSpectrum& sum : spectra) sum.Clear();
+    former.Clear();
+    latest.Clear();
 }
 
 void ConvolverBank::Sum::Add(Signal& signal, const Responses& responses, bool swapEars)
 {
     const kernels::Row& row = kernels::SelectedRow();
     const StereoSpectrum& filter = responses.spectrum;
-    for (int i = 0; i < NumBlocks(); ++i) {
+    for (int i = 0; i < NumSpectra(); ++i) {
         float* from = signal.samples.data() + (first + i) * bank.blockLength;
         if (!signal.FinishBlock(from)) continue;
         fft.ForwardTransform(spectrum.real.Data(), spectrum.imag.Data(), from);
-        StereoSpectrum& sum = sums[i];
+        StereoSpectrum& sum = spectra[i];
         const int ears[] = {swapEars ? 1 : 0, swapEars ? 0 : 1};
         row.addProducts({bank.blockLength + 1,
                          spectrum.real.Data(),
@@ -109,30 +121,29 @@ void ConvolverBank::Sum::Add(Signal& signal, const Responses& responses, bool sw
                          {{filter.Real(0), filter.Imag(0), sum.Real(ears[0]), sum.Imag(ears[0])},
                           {filter.Real(1), filter.Imag(1), sum.Real(ears[1]), sum.Imag(ears[1])}}});
     }
-    if (first + NumBlocks() == bank.NumBlocks()) signal.EndRender();
+    if (first + NumSpectra() == bank.NumBlocks()) signal.EndRender();
 }
 
 bool ConvolverBank::Sum::Render(float* out)
 {
     const int length = bank.blockLength;
     const auto scale = static_cast<float>(1.0 / length);
-    const int numBlocks = NumBlocks();
-    for (int i = 0; i < numBlocks; ++i) {
+    const int numSpectra = NumSpectra();
+    for (int i = 0; i < numSpectra; ++i) {
         for (int ear = 0; ear < 2; ++ear) {
             // The window's first half is spoilt by what should lie before it.
-            fft.BackwardTransform(window.Data(), sums[i].Real(ear), sums[i].Imag(ear));
+            fft.BackwardTransform(window.Data(), spectra[i].Real(ear), spectra[i].Imag(ear));
             for (int k = 0; k < length; ++k) output.Data()[2 * k + ear] = window.Data()[length + k] * scale;
         }
-        sums[i].Clear();
+        spectra[i].Clear();
         const int frame = (first + i + 1) * length - bank.position;
         Accumulate(2 * std::min(length, bank.numFrames - frame), out + 2 * frame, output.Data());
-        if (first + i + 1 == bank.NumBlocks()) {
-            const std::lock_guard lock(bank.mutex);
-            Accumulate(2 * length, bank.latest.Data(), output.Data());
-        }
+        if (first + i + 1 == bank.NumBlocks()) Accumulate(2 * length, latest.Data(), output.Data());
     }
-    first += numBlocks;
-    return first < bank.NumBlocks();
+    first += numSpectra;
+    const bool goesOn = first < bank.NumBlocks();
+    if (!goesOn) first = 0;
+    return goesOn;
 }
 
 } // namespace kal

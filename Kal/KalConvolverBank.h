@@ -4,7 +4,6 @@
 #include "Kal/KalConvolver.h"
 
 #include <algorithm>
-#include <mutex>
 #include <vector>
 
 namespace kal {
@@ -13,7 +12,7 @@ namespace kal {
 /// It yields what as many DualMiniConvolvers would, at less than half the cost: the blocks of all signals begin
 /// together, so their products are added up bin by bin, and only the sums are transformed back. It is not the outputs
 /// that overlap from block to block but the inputs (overlap-save): what is past stays with each signal, and so any
-/// signals may be summed together, on any thread.
+/// signals may be summed together.
 ///
 /// The responses of a bank are as long as its blocks, which is also its delay. The blocks that are rendered may have
 /// any length; none or several of the bank's own may end in one.
@@ -23,8 +22,12 @@ public:
     class Signal;
     class Sum;
 
-    /// [control] Sets the length of responses and blocks. Asserts that it is a power of two.
-    explicit ConvolverBank(int length);
+    /// [control] Sets the length of responses and blocks and the number of sums that may be formed at once, by as many
+    /// threads. Asserts that the length is a power of two.
+    ConvolverBank(int length, unsigned numSums);
+
+    ConvolverBank(const ConvolverBank&) = delete;
+    ConvolverBank& operator=(const ConvolverBank&) = delete;
 
     /// [render] Goes on to a block of frames >= 0 frames, which begins where the one before ended.
     void BeginRender(int frames);
@@ -36,17 +39,18 @@ public:
     /// each block that is rendered, beside the sums.
     void AddFormer(float* out) const;
 
+    /// [render] One of the sums.
+    Sum& SumOf(unsigned index);
+
 private:
     /// How many of the bank's blocks end in the block that is rendered.
     int NumBlocks() const { return (position + numFrames) / blockLength; }
 
     RealFFT fft;
     int blockLength;
-    int numFrames = 0;   ///< of the block that is rendered
-    int position = 0;    ///< frames of the bank's present block that came before those
-    AlignedArray former; ///< stereo output of the last block that ended before
-    AlignedArray latest; ///< and of the last one that ends now, as far as it is summed
-    std::mutex mutex;    ///< guards latest
+    int numFrames = 0; ///< of the block that is rendered
+    int position = 0;  ///< frames of the bank's present block that came before those
+    std::vector<Sum> sums;
 };
 
 /// The bins of two ears, each real and imaginary part on a cache line's boundary.
@@ -82,10 +86,10 @@ public:
     /// [control]
     explicit Signal(const ConvolverBank& owner);
 
-    /// [render] Makes room for blocks of up to so many frames, more than before.
+    /// [render] Makes room for blocks of up to so many frames.
     void Reserve(int frames);
 
-    /// [render] The frames of the block that is rendered, not defined at first.
+    /// [render] The frames of the block that is rendered: all of them are to be written before the signal is summed.
     float* Frames() { return samples.data() + bank.blockLength + bank.position; }
 
     /// [render] False when the output to come is all zero unless more is put in.
@@ -102,34 +106,37 @@ private:
     bool hasOutput = false;
 };
 
-/// The sum of some signals over a few of the bank's blocks.
+/// The sum of some signals. It serves one thread at a time.
 class ConvolverBank::Sum {
 public:
     /// [control]
-    explicit Sum(ConvolverBank& owner);
-
-    /// [render] Starts with nothing.
-    void BeginRender() { first = 0; }
+    explicit Sum(const ConvolverBank& owner);
 
     /// [render] Adds a signal through its responses, with the ears swapped if asked for.
     void Add(Signal& signal, const Responses& responses, bool swapEars);
 
-    /// [render] Adds the sound of the sum to out, interleaved stereo, and to what the next block begins with.
+    /// [render] Adds the sound of the sum to out, interleaved stereo, and to what comes in the next block; then it is
+    /// empty.
     /// @returns true if the sum could not hold all of the block: then the same signals are to be added again
     bool Render(float* out);
 
 private:
+    friend class ConvolverBank;
+
     /// Few enough for the nearest cache, enough to fetch a signal's responses once for a block of usual length.
     static constexpr int kMostBlocks = 4;
 
-    int NumBlocks() const { return std::min(bank.NumBlocks() - first, kMostBlocks); }
+    /// How many of the bank's blocks are summed now.
+    int NumSpectra() const { return std::min(bank.NumBlocks() - first, kMostBlocks); }
 
-    ConvolverBank& bank;
+    const ConvolverBank& bank;
     RealFFT fft;
-    Spectrum spectrum;
-    std::vector<StereoSpectrum> sums;
+    Spectrum spectrum;                   ///< of a signal
+    std::vector<StereoSpectrum> spectra; ///< the sums, one for each of the bank's blocks from `first` on
+    int first = 0;
     AlignedArray window, output;
-    int first = 0; ///< of the bank's blocks that end in the block that is rendered
+    AlignedArray former; ///< stereo output of the last of the bank's blocks that ended before
+    AlignedArray latest; ///< and of the last that ends in this one
 };
 
 } // namespace kal

@@ -43,7 +43,8 @@ Engine::Engine(const EngineParam& engineParam)
       param(engineParam)
 {
     if (param.hrtfData) {
-        spatializer = std::make_shared<Spatializer>(param.hrtfData, param.hrtfDataSize, param.samplingRate);
+        spatializer = std::make_shared<Spatializer>(param.hrtfData, param.hrtfDataSize, param.samplingRate,
+                                                    std::max(1u, param.numThreads));
         if (spatializer->Empty()) spatializer = nullptr;
     }
     float kernel[128];
@@ -78,12 +79,12 @@ std::shared_ptr<Channel> Engine::CreateChannel(double delay, std::shared_ptr<con
 void Engine::Prerender()
 {
     std::lock_guard lock(mutex);
+    threadPool->BeginBlock(NumVoiceWorkers()); // those that the last block took, as a guess: it only saves time
     {
         std::lock_guard listLock(channelListMutex);
         renderChannels.clear();
         renderChannels.reserve(channels.capacity()); // first, so that no voice is lost when there is no memory for it
         renderChannels.swap(channels);
-        threadPool->BeginBlock(NumVoiceWorkers());
         for (const auto& channel : renderChannels) channel->Prerender();
     }
     renderReverbSettings = reverbSettings;
@@ -98,6 +99,7 @@ void Engine::Render(float* out, int numFrames)
         for (ThreadLocalBuffer& buffer : threadLocalBuffers) buffer.Clear(n);
         if (spatializer) spatializer->BeginRender(n);
     } catch (...) {
+        threadPool->EndBlock();
         FinishBlock(0); // no memory for such a block: the voices wait for one that fits
         throw;
     }

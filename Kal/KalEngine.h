@@ -62,8 +62,8 @@ public:
     /// [render] Takes over new voices and scheduled changes for the next block.
     void Prerender();
 
-    /// [render] Renders the next block: numFrames (0 or more) interleaved stereo frames, each sample within -1 ... 1.
-    /// Allocates only for a block longer than any before.
+    /// [render] Renders the block that Prerender prepared, once: numFrames (0 or more) interleaved stereo frames, each
+    /// sample within -1 ... 1. Allocates only for a block longer than any before.
     void Render(float* out, int numFrames);
 
     /// The room. Written by the host's binding under the lock that it also holds around Prerender, which takes the

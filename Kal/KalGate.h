@@ -35,16 +35,16 @@ public:
         opened.wait(lock, [this] { return open.load(); });
     }
 
-    /// [any] Waits until the gate is open or Rouse was called. Returns whether it is open.
-    bool Wait()
+    /// [any] As Lock, unless Rouse comes first: then it returns false.
+    bool LockUnlessRoused()
     {
         std::unique_lock lock(mutex);
         opened.wait(lock, [this] { return open || roused; });
         roused = false;
-        return open;
+        return open.exchange(false);
     }
 
-    /// [any] Ends a Wait, now or the next.
+    /// [any] Ends a LockUnlessRoused, now or the next.
     void Rouse()
     {
         std::lock_guard lock(mutex);

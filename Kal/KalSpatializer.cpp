@@ -80,16 +80,11 @@ void Spatializer::EndRender(float* out, unsigned index, unsigned stride)
 
 void Spatializer::EndRender(ConvolverBank& bank, float* out, unsigned index, unsigned stride)
 {
-    const auto isOther = [&](const Angle* angle) { return &angle->bank != &bank; };
-    while (index < enabledAngles.size() && isOther(enabledAngles[index])) index += stride;
-    if (index >= enabledAngles.size()) return;
-
-    ConvolverBank::Sum& sum = enabledAngles[index]->sum;
-    sum.BeginRender();
+    ConvolverBank::Sum& sum = bank.SumOf(index % numWorkers);
     do {
         for (std::size_t i = index; i < enabledAngles.size(); i += stride) {
             Angle& angle = *enabledAngles[i];
-            if (isOther(&angle)) continue;
+            if (&angle.bank != &bank) continue;
             for (const Angle::Side side : {Angle::Direct, Angle::Mirrored}) {
                 Angle::Input& input = angle.inputs[side];
                 if (input.active) sum.Add(input.signal, angle.responses, side == Angle::Mirrored);

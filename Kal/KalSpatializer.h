@@ -19,11 +19,12 @@ namespace kal {
 /// of both ears. So the cost grows with the number of directions in use, not with that of the voices.
 ///
 /// Measurements cover the right half of the sphere, azimuth 0 ... 180 degrees. Each direction also serves its mirror
-/// image on the left, with the ears swapped, through an input and a convolver of its own.
+/// image on the left, with the ears swapped, through an input of its own.
 ///
 /// A block is BeginRender, any number of Source::Mix, PrepareEndRender, and EndRender until every index below the
-/// number that it returned was rendered. Mix of different sources may run at once, and so may EndRender of different
-/// indices; the rest is for one thread, with no other call at the same time.
+/// number that it returned was rendered; one that was begun is to be finished so. Mix of different sources may run at
+/// once, and so may EndRender of indices that differ modulo the number of workers; the rest is for one thread, with no
+/// other call at the same time.
 class Spatializer : public std::enable_shared_from_this<Spatializer> {
 public:
     class Source;
@@ -39,7 +40,7 @@ public:
     /// @throws kal::Exception "Invalid KAL HRTF data: wrong signature.", "Invalid KAL HRTF data: file truncated." or
     /// "Invalid KAL HRTF data: bad data.", the latter for a sample outside -1 ... 1, a length that is not a power of
     /// two and an elevation or azimuth that is not a number.
-    Spatializer(const void* data, unsigned size, double samplingRate);
+    Spatializer(const void* data, unsigned size, double samplingRate, unsigned numWorkers = 1);
 
     /// [any] True if a direction may have no measurement, because there is no ring or a ring has no angle. Then no
     /// source may be mixed.
@@ -55,11 +56,13 @@ public:
     /// [render] Gathers the directions that have input or still ring, and returns their number.
     unsigned PrepareEndRender();
 
-    /// [render] How many sides of directions had input in this block or still ring: what EndRender's cost grows with.
+    /// [render] For measurements: how many sides of directions had input in this block or still ring: what EndRender's
+    /// cost grows with.
     unsigned NumActiveSides() const;
 
     /// [render] Adds the sound of the gathered directions index, index + stride, ... to out, numFrames frames of
-    /// interleaved stereo. Directions of one call share most of their cost.
+    /// interleaved stereo; with direction 0 comes what the blocks before left. Directions of one call share most of
+    /// their cost.
     void EndRender(float* out, unsigned index, unsigned stride = kAlone);
 
 private:
@@ -70,7 +73,8 @@ private:
     void EndRender(ConvolverBank& bank, float* out, unsigned index, unsigned stride);
     const std::shared_ptr<Angle>& Nearest(float azimuth, float elevation) const;
 
-    std::map<std::uint32_t, ConvolverBank> banks; ///< by the length of their responses
+    unsigned numWorkers;
+    std::map<std::uint32_t, ConvolverBank> banks; ///< by the length of their responses; a sum for each worker
     std::vector<std::shared_ptr<Ring>> rings;
     InterpolationHelper elevations;
     unsigned blockSize = 0;
@@ -93,7 +97,7 @@ struct Spatializer::Angle {
     };
 
     Angle(float degrees, ConvolverBank& owner, const float* left, const float* right)
-        : azimuth(degrees), bank(owner), responses(owner, left, right), inputs{Input(owner), Input(owner)}, sum(owner)
+        : azimuth(degrees), bank(owner), responses(owner, left, right), inputs{Input(owner), Input(owner)}
     {
     }
 
@@ -105,8 +109,7 @@ struct Spatializer::Angle {
     ConvolverBank& bank;
     ConvolverBank::Responses responses;
     std::array<Input, 2> inputs;
-    ConvolverBank::Sum sum; ///< of this direction and those that are rendered after it with the same call
-    std::mutex clearMutex;  ///< held for the first clearing of either input in a block
+    std::mutex clearMutex; ///< held for the first clearing of either input in a block
 };
 
 /// The directions of one elevation.

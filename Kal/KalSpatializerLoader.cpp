@@ -67,7 +67,7 @@ void CheckResponse(const std::vector<float>& response)
 
 } // namespace
 
-Spatializer::Spatializer(const void* data, unsigned size, double)
+Spatializer::Spatializer(const void* data, unsigned size, double, unsigned workers) : numWorkers(workers)
 {
     LoadData(static_cast<const char*>(data), size);
 }
@@ -94,7 +94,7 @@ void Spatializer::LoadData(const char* data, unsigned size)
             CheckResponse(right);
             Check(std::has_single_bit(length)); // all that the convolvers take
             Check(!std::isnan(azimuth));
-            ConvolverBank& bank = banks.try_emplace(length, static_cast<int>(length)).first->second;
+            ConvolverBank& bank = banks.try_emplace(length, static_cast<int>(length), numWorkers).first->second;
             ring->angles.push_back(std::make_shared<Angle>(azimuth, bank, left.data(), right.data()));
             ring->azimuths.AddKey(azimuth);
         }

@@ -63,10 +63,9 @@ void ThreadPool::WorkerLoop(unsigned w)
 {
     const ScopedFlushToZero flushToZero;
     while (!stop) {
-        Gate& start = *bgMutex1[w];
-        do LookFor(start);
-        while (!start.Wait());
-        start.Lock();
+        do {
+            LookFor(*bgMutex1[w]);
+        } while (!bgMutex1[w]->LockUnlessRoused());
         if (stop) break;
         const Task task = std::exchange(futures[w], {});
         if (!task.run) throw std::future_error(std::future_errc::no_state);

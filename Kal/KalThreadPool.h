@@ -54,7 +54,7 @@ private:
     std::vector<std::shared_ptr<std::thread>> threads;
     std::atomic<bool> stop{false};
     std::atomic<bool> inBlock{false}; ///< there may be another job in a moment
-    bool isPatient;                   ///< every worker has a core of its own
+    bool isPatient;                   ///< there are as many processors as workers
 };
 
 } // namespace kal
