@@ -177,7 +177,9 @@ Heard HearTwoChannels(float distance, float referenceDistanceSq, float roomSize,
     ContextHost host;
     host.Respatialize(kEye, roomSize, wetLevel);
     host.Hear(kStart);
-    host.context->PlayRelative(ConstantBuffer(0.25f, 2, kFrames), {0, distance, 0}, {0.5f, 1, referenceDistanceSq});
+    std::vector<float> samples(2 * kFrames, 0.25f);
+    samples[1] = -0.25f; // of opposites nothing is sent into the reverb
+    host.context->PlayRelative(MakeBuffer(samples, 2), {0, distance, 0}, {0.5f, 1, referenceDistanceSq});
     const auto out = host.Hear(kStart + 2 * kFrames);
     const auto first = std::find_if(out.begin(), out.end(), [](float x) { return x != 0.0f; });
     if (first == out.end()) return {0, 0};
