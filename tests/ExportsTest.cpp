@@ -166,7 +166,7 @@ struct FloatState {
     void Set() const
     {
         _mm_setcsr(mxcsr);
-        asm volatile("fldcw %0" : : "m"(controlWord));
+        asm volatile("fnclex\n\tfldcw %0" : : "m"(controlWord)); // what was noted before would be trapped now
     }
 
     bool operator==(const FloatState&) const = default;
@@ -215,23 +215,24 @@ TEST(Exports, SoundTheSameInEveryFloatingPointState)
 }
 
 #ifdef __i386__
-// Calls an entry with up to five arguments and a stack that is `shift` bytes off its alignment.
+// Calls an entry with up to five arguments and a stack that is `shift` bytes off its alignment. Not to be inlined where
+// vector registers hold something.
 template<class Entry, class... Arguments>
-void CallOff(std::uintptr_t shift, Entry entry, Arguments... arguments)
+[[gnu::noinline]] void CallOff(std::uintptr_t shift, Entry entry, Arguments... arguments)
 {
     const std::uintptr_t words[6] = {std::uintptr_t(arguments)...};
     asm volatile("movl %%esp, %%ebx\n\t"
                  "andl $-16, %%esp\n\t"
-                 "subl %2, %%esp\n\t"
-                 "pushl 16(%0)\n\t"
-                 "pushl 12(%0)\n\t"
-                 "pushl 8(%0)\n\t"
-                 "pushl 4(%0)\n\t"
-                 "pushl (%0)\n\t"
-                 "call *%1\n\t"
+                 "subl %[shift], %%esp\n\t"
+                 "pushl 16(%[words])\n\t"
+                 "pushl 12(%[words])\n\t"
+                 "pushl 8(%[words])\n\t"
+                 "pushl 4(%[words])\n\t"
+                 "pushl (%[words])\n\t"
+                 "call *%[entry]\n\t"
                  "movl %%ebx, %%esp"
-                 : "+c"(shift)
-                 : "S"(words), "D"(entry)
+                 : [shift] "+c"(shift)
+                 : [words] "S"(words), [entry] "D"(entry)
                  : "eax", "ebx", "edx", "memory", "cc");
 }
 
