@@ -8,15 +8,7 @@
 namespace kalmarble::test {
 namespace {
 
-// What the writer has handed over, a block or the failure to make one.
-void HandOver(BlockRing& ring, bool isFailure, std::size_t count)
-{
-    if (isFailure)
-        ring.Fail(count, std::make_exception_ptr(std::length_error("too long")));
-    else
-        ring.Write(std::vector<float>(count, 1.0f));
-}
-
+// A block or the failure to make one is read or, if it is of another size, dropped for the next one.
 TEST(BlockRing, DropsWhatIsOfAnotherSize)
 {
     struct Case {
@@ -32,9 +24,12 @@ TEST(BlockRing, DropsWhatIsOfAnotherSize)
                          {true, 0, 64, true}}) {
         SCOPED_TRACE(testing::Message() << c.isFailure << ' ' << c.count << ' ' << c.asked);
         BlockRing ring;
-        HandOver(ring, c.isFailure, c.count);
+        if (c.isFailure)
+            ring.Fail(c.count, std::make_exception_ptr(std::length_error("too long")));
+        else
+            ring.Write(std::vector<float>(c.count, 1.0f));
         std::thread writer([&] {
-            ring.WaitForTurn(); // which each of them gives back
+            ring.WaitForTurn();
             ring.Write(std::vector<float>(c.asked, 2.0f));
         });
         std::vector<float> read(c.asked);
@@ -44,17 +39,6 @@ TEST(BlockRing, DropsWhatIsOfAnotherSize)
             ring.Read(read.data(), c.asked);
             EXPECT_EQ(read, std::vector<float>(c.asked, c.isDropped ? 2.0f : 1.0f));
         }
-        writer.join();
-    }
-}
-
-TEST(BlockRing, LetsTheWriterGoOnWhenItCloses)
-{
-    for (const bool isFailure : {false, true}) {
-        BlockRing ring;
-        HandOver(ring, isFailure, 2);
-        std::thread writer([&] { ring.WaitForTurn(); });
-        ring.Close();
         writer.join();
     }
 }

@@ -5,8 +5,6 @@
 #include <array>
 #include <cstdint>
 #include <functional>
-#include <limits>
-#include <string_view>
 #include <xmmintrin.h>
 
 namespace kalmarble::test {
@@ -131,13 +129,10 @@ TEST(Exports, InitReplacesARunningContextOrLeavesItAlone)
         int numThreads;
         std::string text;
     };
-    constexpr int kMost = std::numeric_limits<int>::max();
     for (const Case& c : {Case{3999, 1, "Invalid sampling rate: 3999.000000"},
                           {-48000, -1, "Invalid sampling rate: -48000.000000"},
                           {NAN, 1, "Invalid sampling rate: "},
-                          {1e300, 1, "Invalid sampling rate: 1"},
-                          {48000, -1, "Invalid thread count: 4294967295"},
-                          {48000, kMost, "Invalid thread count: 2147483647"}}) {
+                          {48000, -1, "Invalid thread count: 4294967295"}}) {
         parameters = Parameters(c.rate, c.numThreads);
         kal.init(kal.priv, &parameters);
         EXPECT_EQ(std::string(kal.checkError(kal.priv)).substr(0, c.text.size()), c.text);
@@ -172,24 +167,23 @@ struct FloatState {
     bool operator==(const FloatState&) const = default;
 };
 
-// Plays a two-channel constant where each of its numbers has to be rounded; returns a frame's left ear for each place.
-// Everything here only moves numbers: arithmetic of the host's own might be trapped.
-std::array<float, 3> HearInState(const FloatState& state, Buffer& sound)
+// Plays a two-channel constant where each of its numbers has to be rounded; returns a frame's left ear. What is done in
+// that state only moves numbers: arithmetic of the host's own might be trapped.
+float HearInState(const FloatState& state, Buffer& sound)
 {
-    static constexpr KalVector3 kEyes = {0.1f, 0.7f, -0.3f}, kAskew = {0.6f, 0.1f, -0.77f};
-    static constexpr KalVector3 kPlaces[] = {{3.3f, 1.7f, -2.9f}, {4.3f, 1.7f, -2.9f}, {-5.3f, 0.7f, 2.9f}};
-    static constexpr KalReverbParam kRoom = {0, 55.5f, 33.3f, 0, 0};
-    static constexpr KalPlayParam kHow = {0.77f, 1, 0.9f};
+    constexpr KalVector3 kEyes = {0.1f, 0.7f, -0.3f}, kAskew = {0.6f, 0.1f, -0.77f}, kPlace = {3.3f, 1.7f, -2.9f};
+    constexpr KalReverbParam kRoom = {0, 55.5f, 33.3f, 0, 0};
+    constexpr KalPlayParam kHow = {0.77f, 1, 0.9f};
     const KalInitParam parameters = Parameters(48000);
-    std::array<float, 3> heard;
     const FloatState usual = FloatState::OfThisThread();
     state.Set();
-    for (std::size_t i = 0; i < heard.size(); ++i) {
+    float heard;
+    {
         Table kal;
         kal.init(kal.priv, &parameters);
         kal.respatialize(kal.priv, &kEyes, &kAskew, &kTop, &kRoom);
-        kal.playAbsolute(kal.priv, &sound, &kPlaces[i], &kHow);
-        heard[i] = kal.Settled();
+        kal.playAbsolute(kal.priv, &sound, &kPlace, &kHow);
+        heard = kal.Settled();
         kal.render(kal.priv, kal.stream.data(), -1);
     }
     const FloatState after = FloatState::OfThisThread();
@@ -201,8 +195,8 @@ std::array<float, 3> HearInState(const FloatState& state, Buffer& sound)
 TEST(Exports, SoundTheSameInEveryFloatingPointState)
 {
     Buffer sound = ConstantBuffer(0.3f, 2, 48000);
-    const auto expected = HearInState(FloatState::OfThisThread(), sound);
-    for (const float x : expected) EXPECT_GT(x, 0.0f);
+    const float expected = HearInState(FloatState::OfThisThread(), sound);
+    EXPECT_GT(expected, 0.0f);
     for (const FloatState state : {FloatState{0x1f80, 0x07f}, // the x87 unit in single precision
                                    {0x9fc0, 0x37f},           // flush to zero, denormals are zero
                                    {0x3f80, 0x77f},           // round down

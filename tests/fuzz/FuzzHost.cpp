@@ -70,12 +70,10 @@ void Check(bool holds)
 /// A host with one context and the buffers it made.
 class Host {
 public:
-    explicit Host(Bytes& input) : bytes(input) { Check(!KalInitialize(1, KAL_INTERFACE_VERSION, &kal)); }
+    explicit Host(Bytes& input) : bytes(input) { Start(); }
 
     ~Host()
     {
-        const KalInitParam plain{48000, nullptr, nullptr, 1, 8, nullptr, nullptr};
-        kal.init(kal.priv, &plain); // buffers outlive the context that they were made in
         for (KalBuffer* buffer : buffers) kal.freeBuffer(kal.priv, buffer);
         kal.destroy(kal.priv);
     }
@@ -89,7 +87,7 @@ public:
         if (entry == 2) return CreateBuffer();
         if (entry == 3) return FreeBuffer();
         if (entry <= 5) return Respatialize();
-        if (entry == 6) return StartAnew();
+        if (entry == 6) return StartAnew(); // while the buffers live on
         if (entry <= 11) return Play(entry);
         Render();
     }
@@ -110,10 +108,17 @@ private:
         Check(!text || text[0] != '\0');
     }
 
+    void Start()
+    {
+        const KalInitParam plain{48000, nullptr, nullptr, 1, 8, nullptr, nullptr};
+        Check(!KalInitialize(1, KAL_INTERFACE_VERSION, &kal));
+        kal.init(kal.priv, &plain);
+    }
+
     void StartAnew()
     {
         kal.destroy(kal.priv);
-        Check(!KalInitialize(1, KAL_INTERFACE_VERSION, &kal));
+        Start();
     }
 
     void CreateBuffer()
@@ -139,14 +144,7 @@ private:
     {
         KalBuffer*& slot = Slot();
         kal.freeBuffer(kal.priv, slot);
-        if (IsInitialized()) slot = nullptr;
-    }
-
-    // A failed call stores a text of its own; this one tells whether there is a context.
-    bool IsInitialized() const
-    {
-        kal.playLocal(kal.priv, nullptr, nullptr);
-        return std::strcmp(kal.checkError(kal.priv), "Not initialized.") != 0;
+        slot = nullptr;
     }
 
     void Respatialize()

@@ -10,7 +10,7 @@ enum { kBlock = 480, kLength = 48000 };
 static const KalVector3 kOrigin = {0, 0, 0}, kAhead = {0, 0, -1};
 static const KalReverbParam kNoRoom = {0, 0, 0, 0, 0};
 static const KalPlayParam kPlain = {1, 1, 1};
-static float samples[kLength], stream[2 * kBlock];
+static float samples[kLength], stream[4 * kBlock];
 static const char* path;
 
 static void KAL_CALL NoWalls(const KalVector3* position, float* result, void* userData)
@@ -70,15 +70,16 @@ static void* Destroy(void* context)
     return NULL;
 }
 
-// Another thread takes the context down while both sounds play.
-static void PlayBriefly(int blocks)
+// Another thread takes the context down while both sounds play and its thread makes its first block, or one of the last
+// size, or waits with it; blocks of no frames never wait.
+static void PlayBriefly(int blocks, int frames)
 {
     KalContext kal = StartedPlainly();
     KalBuffer* sound = Sound(&kal, kLength);
     pthread_t thread;
     kal.playLocal(kal.priv, sound, &kPlain);
     kal.playRelative(kal.priv, sound, &kAhead, &kPlain);
-    while (blocks-- > 0) kal.render(kal.priv, stream, kBlock);
+    while (blocks-- > 0) kal.render(kal.priv, stream, frames);
     kal.freeBuffer(kal.priv, sound);
     CHECK_TEXT(kal.checkError(kal.priv), NULL);
     CHECK(pthread_create(&thread, NULL, Destroy, &kal) == 0);
@@ -99,6 +100,7 @@ static int IsLoaded(void)
 // The bound is a hundredth of what one context holds, for each.
 static void LoadsAndUnloads(void)
 {
+    static const int kSizes[] = {kBlock, 0, 2 * kBlock, 64};
     double before = 0;
     for (int i = 0; i < 200; ++i) {
         if (i == 20) before = HeldMemory();
@@ -107,7 +109,7 @@ static void LoadsAndUnloads(void)
         library = kalOpenLibrary(path);
         CHECK(IsLoaded() && library.initialize);
         if (!library.initialize) return;
-        PlayBriefly(i % 3);
+        PlayBriefly(i % 3, kSizes[i % 4]);
     }
     CHECK(HeldMemory() - before < 9e6);
 }
