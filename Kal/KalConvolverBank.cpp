@@ -25,6 +25,11 @@ ConvolverBank::ConvolverBank(int length, unsigned numSums) : fft(length), blockL
     for (unsigned i = 0; i < numSums; ++i) sums.emplace_back(*this);
 }
 
+void ConvolverBank::Reserve(int frames)
+{
+    for (Sum& sum : sums) sum.Reserve(static_cast<std::size_t>(frames / blockLength + 1));
+}
+
 void ConvolverBank::BeginRender(int frames)
 {
     if (NumBlocks() > 0) {
@@ -80,7 +85,7 @@ bool ConvolverBank::Signal::FinishBlock(float* window)
 
 void ConvolverBank::Signal::EndRender()
 {
-    const float* begin = samples.data() + bank.NumBlocks() * bank.blockLength;
+    const float* begin = samples.data() + std::size_t{bank.NumBlocks()} * bank.blockLength;
     const float* present = begin + bank.blockLength;
     const float* end = Frames() + bank.numFrames;
     hasOutput = blocksToCome > 0 || Sounds(present, end);
@@ -94,23 +99,26 @@ ConvolverBank::Sum::Sum(const ConvolverBank& owner)
     : bank(owner),
       fft(owner.fft),
       spectrum(owner.blockLength + 1),
-      spectra(kMostBlocks, StereoSpectrum(owner.blockLength + 1)),
       window(2 * owner.blockLength),
       output(2 * owner.blockLength),
       former(2 * owner.blockLength),
       latest(2 * owner.blockLength)
 {
-    for (StereoSpectrum& sum : spectra) sum.Clear();
     former.Clear();
     latest.Clear();
+}
+
+void ConvolverBank::Sum::Reserve(std::size_t numBlocks)
+{
+    while (spectra.size() < numBlocks) spectra.emplace_back(bank.blockLength + 1).Clear();
 }
 
 void ConvolverBank::Sum::Add(Signal& signal, const Responses& responses, bool swapEars)
 {
     const kernels::Row& row = kernels::SelectedRow();
     const StereoSpectrum& filter = responses.spectrum;
-    for (int i = 0; i < NumSpectra(); ++i) {
-        float* from = signal.samples.data() + (first + i) * bank.blockLength;
+    for (unsigned i = 0; i < bank.NumBlocks(); ++i) {
+        float* from = signal.samples.data() + std::size_t{i} * bank.blockLength;
         if (!signal.FinishBlock(from)) continue;
         fft.ForwardTransform(spectrum.real.Data(), spectrum.imag.Data(), from);
         StereoSpectrum& sum = spectra[i];
@@ -121,29 +129,24 @@ void ConvolverBank::Sum::Add(Signal& signal, const Responses& responses, bool sw
                          {{filter.Real(0), filter.Imag(0), sum.Real(ears[0]), sum.Imag(ears[0])},
                           {filter.Real(1), filter.Imag(1), sum.Real(ears[1]), sum.Imag(ears[1])}}});
     }
-    if (first + NumSpectra() == bank.NumBlocks()) signal.EndRender();
+    signal.EndRender();
 }
 
-bool ConvolverBank::Sum::Render(float* out)
+void ConvolverBank::Sum::Render(float* out)
 {
     const int length = bank.blockLength;
     const auto scale = static_cast<float>(1.0 / length);
-    const int numSpectra = NumSpectra();
-    for (int i = 0; i < numSpectra; ++i) {
+    int frame = length - bank.position; // where the first of the bank's blocks is heard
+    for (unsigned i = 0; i < bank.NumBlocks(); ++i, frame += length) {
         for (int ear = 0; ear < 2; ++ear) {
             // The window's first half is spoilt by what should lie before it.
             fft.BackwardTransform(window.Data(), spectra[i].Real(ear), spectra[i].Imag(ear));
             for (int k = 0; k < length; ++k) output.Data()[2 * k + ear] = window.Data()[length + k] * scale;
         }
         spectra[i].Clear();
-        const int frame = (first + i + 1) * length - bank.position;
-        Accumulate(2 * std::min(length, bank.numFrames - frame), out + 2 * frame, output.Data());
-        if (first + i + 1 == bank.NumBlocks()) Accumulate(2 * length, latest.Data(), output.Data());
+        Accumulate(2 * std::min(length, bank.numFrames - frame), out + 2 * std::size_t(frame), output.Data());
+        if (i + 1 == bank.NumBlocks()) Accumulate(2 * length, latest.Data(), output.Data());
     }
-    first += numSpectra;
-    const bool goesOn = first < bank.NumBlocks();
-    if (!goesOn) first = 0;
-    return goesOn;
 }
 
 } // namespace kal

@@ -3,7 +3,6 @@
 #include "Kal/KalAlignedArray.h"
 #include "Kal/KalConvolver.h"
 
-#include <algorithm>
 #include <vector>
 
 namespace kal {
@@ -29,6 +28,9 @@ public:
     ConvolverBank(const ConvolverBank&) = delete;
     ConvolverBank& operator=(const ConvolverBank&) = delete;
 
+    /// [render] Makes room for blocks of up to so many frames.
+    void Reserve(int frames);
+
     /// [render] Goes on to a block of frames >= 0 frames, which begins where the one before ended.
     void BeginRender(int frames);
 
@@ -44,7 +46,7 @@ public:
 
 private:
     /// How many of the bank's blocks end in the block that is rendered.
-    int NumBlocks() const { return (position + numFrames) / blockLength; }
+    unsigned NumBlocks() const { return static_cast<unsigned>(position + numFrames) / blockLength; }
 
     RealFFT fft;
     int blockLength;
@@ -117,23 +119,16 @@ public:
 
     /// [render] Adds the sound of the sum to out, interleaved stereo, and to what comes in the next block; then it is
     /// empty.
-    /// @returns true if the sum could not hold all of the block: then the same signals are to be added again
-    bool Render(float* out);
+    void Render(float* out);
 
 private:
     friend class ConvolverBank;
-
-    /// Few enough for the nearest cache, enough to fetch a signal's responses once for a block of usual length.
-    static constexpr int kMostBlocks = 4;
-
-    /// How many of the bank's blocks are summed now.
-    int NumSpectra() const { return std::min(bank.NumBlocks() - first, kMostBlocks); }
+    void Reserve(std::size_t numBlocks);
 
     const ConvolverBank& bank;
     RealFFT fft;
     Spectrum spectrum;                   ///< of a signal
-    std::vector<StereoSpectrum> spectra; ///< the sums, one for each of the bank's blocks from `first` on
-    int first = 0;
+    std::vector<StereoSpectrum> spectra; ///< the sums, one for each of the bank's blocks
     AlignedArray window, output;
     AlignedArray former; ///< stereo output of the last of the bank's blocks that ended before
     AlignedArray latest; ///< and of the last that ends in this one

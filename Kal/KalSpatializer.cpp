@@ -36,6 +36,7 @@ void Spatializer::BeginRender(unsigned numFrames)
         for (const auto& ring : rings)
             for (const auto& angle : ring->angles)
                 for (Angle::Input& input : angle->inputs) input.signal.Reserve(frames);
+        for (auto& [length, bank] : banks) bank.Reserve(frames);
         longestBlock = numFrames;
     }
     for (Angle* angle : enabledAngles)
@@ -81,16 +82,15 @@ void Spatializer::EndRender(float* out, unsigned index, unsigned stride)
 void Spatializer::EndRender(ConvolverBank& bank, float* out, unsigned index, unsigned stride)
 {
     ConvolverBank::Sum& sum = bank.SumOf(index % numWorkers);
-    do {
-        for (std::size_t i = index; i < enabledAngles.size(); i += stride) {
-            Angle& angle = *enabledAngles[i];
-            if (&angle.bank != &bank) continue;
-            for (const Angle::Side side : {Angle::Direct, Angle::Mirrored}) {
-                Angle::Input& input = angle.inputs[side];
-                if (input.active) sum.Add(input.signal, angle.responses, side == Angle::Mirrored);
-            }
+    for (std::size_t i = index; i < enabledAngles.size(); i += stride) {
+        Angle& angle = *enabledAngles[i];
+        if (&angle.bank != &bank) continue;
+        for (const Angle::Side side : {Angle::Direct, Angle::Mirrored}) {
+            Angle::Input& input = angle.inputs[side];
+            if (input.active) sum.Add(input.signal, angle.responses, side == Angle::Mirrored);
         }
-    } while (sum.Render(out));
+    }
+    sum.Render(out);
 }
 
 } // namespace kal
