@@ -11,7 +11,6 @@ namespace kalmarble::test {
 namespace {
 
 constexpr KalVector3 kHere = {0, 0, 0}, kBeside = {2, 0, 0}, kFront = {0, 0, -1}, kTop = {0, 1, 0};
-constexpr KalReverbParam kNoRoom = {0, 0, 0, 0, 0};
 constexpr int kBlock = 512;
 
 void KAL_CALL NoWalls(const KalVector3*, float* result, void*)
@@ -232,6 +231,7 @@ template<class Entry, class... Arguments>
 
 TEST(Exports, WorkOnStacksAlignedToFourBytes)
 {
+    constexpr KalReverbParam kNoRoom = {0, 0, 0, 0, 0};
     const KalInitParam parameters = Parameters(48000);
     Buffer sound = ConstantBuffer(0.25f, 1);
     for (std::uintptr_t shift = 0; shift < 16; shift += 4) {
