@@ -27,7 +27,7 @@ ConvolverBank::ConvolverBank(int length, unsigned numSums) : fft(length), blockL
 
 void ConvolverBank::Reserve(int frames)
 {
-    for (Sum& sum : sums) sum.Reserve(static_cast<std::size_t>(frames / blockLength + 1));
+    for (Sum& sum : sums) sum.Reserve(static_cast<std::size_t>(frames) / blockLength + 1);
 }
 
 void ConvolverBank::BeginRender(int frames)

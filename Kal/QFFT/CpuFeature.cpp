@@ -10,6 +10,7 @@ namespace {
 KernelRow FirstRow()
 {
     const std::vector<KernelRow> rows = UsableRows();
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): read once, when the first transform is planned
     if (const char* wanted = std::getenv("KALMARBLE_KERNELS"))
         for (const KernelRow row : rows)
             if (std::strcmp(wanted, NameOf(row)) == 0) return row;
