@@ -16,6 +16,9 @@ namespace {
 // A worker joins for every full eight voices: below that, waking it costs more than it saves.
 constexpr std::size_t kVoicesPerWorker = 8;
 
+// What rendering the room takes, in directions.
+constexpr unsigned kRoomParts = 20;
+
 EngineParam Checked(const EngineParam& param)
 {
     param.Validate();
@@ -107,9 +110,10 @@ void Engine::Render(float* out, int numFrames)
     ThreadLocalBuffer& sum = threadLocalBuffers[0];
     SumBuses(&ThreadLocalBuffer::reverbSend);
     SumBuses(&ThreadLocalBuffer::lowSend);
-    sendNetwork.Render(n, renderReverbSettings, sum.reverbSend.data(), sum.lowSend.data(), sum.mix.data());
-    lowBand.Render(n, sum.lowSend.data(), sum.mix.data());
-    if (spatializer) FinishSpatializer();
+    if (spatializer)
+        FinishSpatializer(n);
+    else
+        RenderRoom(n);
     threadPool->EndBlock();
     SumBuses(&ThreadLocalBuffer::mix);
     SumBuses(&ThreadLocalBuffer::spatialOut);
@@ -138,13 +142,28 @@ void Engine::RenderChannels(unsigned numFrames)
     });
 }
 
-// Every worker convolves its share of the directions in use.
-void Engine::FinishSpatializer()
+void Engine::RenderRoom(unsigned numFrames)
+{
+    ThreadLocalBuffer& sum = threadLocalBuffers[0];
+    sendNetwork.Render(numFrames, renderReverbSettings, sum.reverbSend.data(), sum.lowSend.data(), sum.mix.data());
+    lowBand.Render(numFrames, sum.lowSend.data(), sum.mix.data());
+}
+
+// Every worker convolves its share of the directions in use. The room, which they do not touch, is part of the first
+// worker's: the second one is on its way meanwhile.
+void Engine::FinishSpatializer(unsigned numFrames)
 {
     const unsigned numParts = spatializer->PrepareEndRender();
     const unsigned numWorkers = std::max(1u, std::min(param.numThreads, numParts));
+    const unsigned room = sendNetwork.IsAsleep() ? 0 : kRoomParts;
+    const unsigned share = (numParts + room + numWorkers - 1) / numWorkers;
+    const auto firstPart = [&](unsigned w) {
+        return w == 0 ? 0 : std::min(numParts, std::max(w * share, room) - room);
+    };
     threadPool->Run(numWorkers, [&](unsigned w) {
-        if (w < numParts) spatializer->EndRender(threadLocalBuffers[w].spatialOut.data(), w, numWorkers);
+        if (w == 0) RenderRoom(numFrames);
+        const unsigned first = firstPart(w), count = firstPart(w + 1) - first;
+        if (count > 0) spatializer->EndRender(threadLocalBuffers[w].spatialOut.data(), first, count, w);
     });
 }
 

@@ -83,7 +83,8 @@ private:
 
     unsigned NumVoiceWorkers() const;
     void RenderChannels(unsigned numFrames);
-    void FinishSpatializer();
+    void RenderRoom(unsigned numFrames);
+    void FinishSpatializer(unsigned numFrames);
     void SumBuses(AlignedVector ThreadLocalBuffer::*bus);
     void FinishBlock(int numFrames);
 

@@ -149,6 +149,12 @@ void SendNetwork::ClearWhatIsNotFinite()
     for (Reverb* reverb : {&reverbLong, &reverbMid, &reverbShort}) Heal(*reverb);
 }
 
+// Once nothing has come in or gone around for longer than anything is kept, nothing can come out.
+bool SendNetwork::IsAsleep() const
+{
+    return quietFrames > static_cast<unsigned>(samplingRate) + internals::ExactDelayLine::size;
+}
+
 void SendNetwork::RenderSpan(unsigned numFrames, const Levels& levels, const float* reverbSend, float* lowSend,
                              float* mix)
 {
@@ -157,11 +163,9 @@ void SendNetwork::RenderSpan(unsigned numFrames, const Levels& levels, const flo
     Glide(numFrames, levels.midLevel, gainMid, gainsMid.data());
     Glide(numFrames, levels.longLevel, gainLong, gainsLong.data());
 
-    // Once nothing has come in or gone around for longer than anything is kept, nothing can come out.
     const bool isSilent = internals::Peak(numFrames, reverbSend) == 0.0f;
-    const auto longestMemory = static_cast<unsigned>(samplingRate) + internals::ExactDelayLine::size;
     if (!isSilent) quietFrames = 0;
-    if (quietFrames > longestMemory) return;
+    if (IsAsleep()) return;
 
     alignas(64) Span x, y, z, shortLeft, shortRight, midLeft, midRight, longLeft, longRight;
     for (unsigned i = 0; i < numFrames; ++i) x[i] = SoundOrZero(reverbSend[i]);

@@ -30,6 +30,9 @@ public:
     void Render(unsigned numFrames, const ReverbSettings& settings, const float* reverbSend, float* lowSend,
                 float* mix);
 
+    /// [render] True while nothing goes around: then a block costs next to nothing unless something comes in.
+    bool IsAsleep() const;
+
 private:
     struct Levels;
 

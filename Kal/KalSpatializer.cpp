@@ -70,27 +70,23 @@ unsigned Spatializer::NumActiveSides() const
     return sides;
 }
 
-void Spatializer::EndRender(float* out, unsigned index, unsigned stride)
+void Spatializer::EndRender(float* out, unsigned index, unsigned count, unsigned worker)
 {
     KAL_ASSERT(kSource, index < enabledAngles.size());
+    const std::size_t end = std::min<std::size_t>(std::size_t{index} + count, enabledAngles.size());
     for (auto& [length, bank] : banks) {
         if (index == 0) bank.AddFormer(out);
-        EndRender(bank, out, index, stride);
-    }
-}
-
-void Spatializer::EndRender(ConvolverBank& bank, float* out, unsigned index, unsigned stride)
-{
-    ConvolverBank::Sum& sum = bank.SumOf(index % numWorkers);
-    for (std::size_t i = index; i < enabledAngles.size(); i += stride) {
-        Angle& angle = *enabledAngles[i];
-        if (&angle.bank != &bank) continue;
-        for (const Angle::Side side : {Angle::Direct, Angle::Mirrored}) {
-            Angle::Input& input = angle.inputs[side];
-            if (input.active) sum.Add(input.signal, angle.responses, side == Angle::Mirrored);
+        ConvolverBank::Sum& sum = bank.SumOf(worker);
+        for (std::size_t i = index; i < end; ++i) {
+            Angle& angle = *enabledAngles[i];
+            if (&angle.bank != &bank) continue;
+            for (const Angle::Side side : {Angle::Direct, Angle::Mirrored}) {
+                Angle::Input& input = angle.inputs[side];
+                if (input.active) sum.Add(input.signal, angle.responses, side == Angle::Mirrored);
+            }
         }
+        sum.Render(out);
     }
-    sum.Render(out);
 }
 
 } // namespace kal

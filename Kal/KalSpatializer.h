@@ -23,14 +23,11 @@ namespace kal {
 ///
 /// A block is BeginRender, any number of Source::Mix, PrepareEndRender, and EndRender until every index below the
 /// number that it returned was rendered; one that was begun is to be finished so. Mix of different sources may run at
-/// once, and so may EndRender of indices that differ modulo the number of workers; the rest is for one thread, with no
-/// other call at the same time.
+/// once, and so may EndRender of different directions on different workers; the rest is for one thread, with no other
+/// call at the same time.
 class Spatializer : public std::enable_shared_from_this<Spatializer> {
 public:
     class Source;
-
-    /// The stride of a direction that is rendered without others.
-    static constexpr unsigned kAlone = 1u << 31;
 
     /// [control] Builds the directions of a data set, which is little-endian and packed:
     ///     "KALHRTFD", int32 rings, then per ring float32 elevation, int32 angles, then per angle float32 azimuth,
@@ -60,17 +57,16 @@ public:
     /// cost grows with.
     unsigned NumActiveSides() const;
 
-    /// [render] Adds the sound of the gathered directions index, index + stride, ... to out, numFrames frames of
-    /// interleaved stereo; with direction 0 comes what the blocks before left. Directions of one call share most of
-    /// their cost.
-    void EndRender(float* out, unsigned index, unsigned stride = kAlone);
+    /// [render] Adds the sound of `count` gathered directions from `index` on to out, numFrames frames of interleaved
+    /// stereo; with direction 0 comes what the blocks before left. Directions of one call share most of their cost.
+    /// @param worker below the number of workers
+    void EndRender(float* out, unsigned index, unsigned count = 1, unsigned worker = 0);
 
 private:
     struct Angle;
     struct Ring;
 
     void LoadData(const char* data, unsigned size);
-    void EndRender(ConvolverBank& bank, float* out, unsigned index, unsigned stride);
     const std::shared_ptr<Angle>& Nearest(float azimuth, float elevation) const;
 
     unsigned numWorkers;

@@ -49,7 +49,7 @@ public:
             voices[i].source->Mix(input.data(), 0, kBlock, at.azimuth, at.elevation);
         }
         const unsigned parts = spatializer->PrepareEndRender();
-        if (parts > 0) spatializer->EndRender(out.data(), 0, 1);
+        if (parts > 0) spatializer->EndRender(out.data(), 0, parts);
     }
 
     std::size_t NumVoices() const { return voices.size(); }

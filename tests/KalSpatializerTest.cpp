@@ -26,7 +26,7 @@ constexpr float kInfinity = std::numeric_limits<float>::infinity();
 std::shared_ptr<Spatializer> Loaded(const HrtfSet& set)
 {
     const std::string bytes = Bytes(set);
-    return std::make_shared<Spatializer>(bytes.data(), static_cast<unsigned>(bytes.size()), 44100.0);
+    return std::make_shared<Spatializer>(bytes.data(), static_cast<unsigned>(bytes.size()), 44100.0, 3);
 }
 
 std::shared_ptr<Spatializer> Shipped()
@@ -178,9 +178,12 @@ TEST_P(Spatializers, SoundLikeTheirPlainForm)
                 model.Mix(modelSources[i], input.data(), frames, azimuth, elevation);
             }
             Signal out(2 * frames);
-            const unsigned parts = spatializer->PrepareEndRender(), stride = 1 + block % 3;
-            for (unsigned part = 0; part < std::min(parts, stride); ++part)
-                spatializer->EndRender(out.data(), part, stride);
+            const unsigned parts = spatializer->PrepareEndRender(), workers = 1 + block % 3;
+            for (unsigned w = 0, first = 0; w < workers; ++w) {
+                const unsigned count = (parts - first) / (workers - w);
+                if (count > 0) spatializer->EndRender(out.data(), first, count, w);
+                first += count;
+            }
             Append(heard, out);
             Append(expected, model.EndRender());
         }
