@@ -17,7 +17,7 @@ namespace {
 constexpr std::size_t kVoicesPerWorker = 8;
 
 // What rendering the room takes, in directions.
-constexpr unsigned kRoomParts = 20;
+constexpr unsigned kRoomParts = 12;
 
 EngineParam Checked(const EngineParam& param)
 {
