@@ -62,6 +62,13 @@ private:
     const std::uint8_t* end;
 };
 
+void KAL_CALL Answer(const KalVector3*, float* result, void* answer)
+{
+    *result = *static_cast<const float*>(answer);
+}
+
+void KAL_CALL Ignore(const char*, void*) {}
+
 void Check(bool holds)
 {
     if (!holds) std::abort();
@@ -70,57 +77,69 @@ void Check(bool holds)
 /// A host with one context and the buffers it made.
 class Host {
 public:
-    explicit Host(Bytes& input) : bytes(input) { Start(); }
+    explicit Host(Bytes& input) : bytes(input) { Check(!KalInitialize(1, KAL_INTERFACE_VERSION, &kal)); }
 
     ~Host()
     {
-        for (KalBuffer* buffer : buffers) kal.freeBuffer(kal.priv, buffer);
-        kal.destroy(kal.priv);
+        kal.destroy(kal.priv); // buffers outlive it
+        // A handle can be given back to any context that runs; so it is to another one here.
+        KalContext last;
+        KalInitialize(1, KAL_INTERFACE_VERSION, &last);
+        const KalInitParam plain{48000, nullptr, nullptr, 1, 8, nullptr, nullptr};
+        bool isRunning = false;
+        for (KalBuffer* buffer : buffers) {
+            if (!buffer) continue;
+            if (!isRunning) last.init(last.priv, &plain);
+            isRunning = true;
+            last.freeBuffer(last.priv, buffer);
+        }
+        last.destroy(last.priv);
     }
 
-    // Each entry, the more important ones more often.
     void Call()
     {
-        const unsigned entry = bytes.Byte() % 16;
-        if (entry == 0) return Init();
-        if (entry == 1) return CheckError();
-        if (entry == 2) return CreateBuffer();
-        if (entry == 3) return FreeBuffer();
-        if (entry <= 5) return Respatialize();
-        if (entry == 6) return StartAnew(); // while the buffers live on
-        if (entry <= 11) return Play(entry);
-        Render();
+        switch (const unsigned entry = bytes.Byte() % 16) {
+        case 0:
+            Init();
+            break;
+        case 1:
+            if (const char* text = kal.checkError(kal.priv)) Check(text[0] != '\0');
+            break;
+        case 2:
+            CreateBuffer();
+            break;
+        case 3:
+            FreeBuffer();
+            break;
+        case 4:
+        case 5:
+            Respatialize();
+            break;
+        case 6:
+            kal.destroy(kal.priv);
+            Check(!KalInitialize(1, KAL_INTERFACE_VERSION, &kal));
+            break;
+        case 7:
+        case 8:
+        case 9:
+        case 10:
+        case 11:
+            Play(entry);
+            break;
+        default:
+            Render();
+            break;
+        }
     }
 
     void Init()
     {
-        const auto answer = [](const KalVector3*, float* result, void* wall) { *result = *static_cast<float*>(wall); };
-        const auto ignore = [](const char*, void*) {};
-        const KalInitParam parameters{bytes.Of(kRates),  answer, &occlusion, bytes.Of(kThreads),
-                                      bytes.Of(kLimits), ignore, nullptr};
+        const KalInitParam parameters{bytes.Of(kRates),  Answer, &occlusion, bytes.Of(kThreads),
+                                      bytes.Of(kLimits), Ignore, nullptr};
         kal.init(kal.priv, &parameters);
     }
 
 private:
-    void CheckError() const
-    {
-        const char* const text = kal.checkError(kal.priv);
-        Check(!text || text[0] != '\0');
-    }
-
-    void Start()
-    {
-        const KalInitParam plain{48000, nullptr, nullptr, 1, 8, nullptr, nullptr};
-        Check(!KalInitialize(1, KAL_INTERFACE_VERSION, &kal));
-        kal.init(kal.priv, &plain);
-    }
-
-    void StartAnew()
-    {
-        kal.destroy(kal.priv);
-        Start();
-    }
-
     void CreateBuffer()
     {
         // As many as the longest possible buffer has: 1000 frames of two channels of four bytes.
@@ -144,7 +163,14 @@ private:
     {
         KalBuffer*& slot = Slot();
         kal.freeBuffer(kal.priv, slot);
-        slot = nullptr;
+        if (IsInitialized()) slot = nullptr;
+    }
+
+    // A failed call stores a text of its own; this one tells whether there is a context.
+    bool IsInitialized() const
+    {
+        kal.playLocal(kal.priv, nullptr, nullptr);
+        return std::strcmp(kal.checkError(kal.priv), "Not initialized.") != 0;
     }
 
     void Respatialize()

@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <cstdlib>
+#include <cstring>
 #include <limits>
 #include <new>
 
@@ -36,13 +37,33 @@ void kal::test::LimitAllocations(std::size_t limit)
     mostBytes = limit;
 }
 
-// The array forms of the standard library end up here too. Nothing here asks for more than the usual alignment.
+// The array forms of the standard library end up here too; so do its nothrow forms, except the address sanitizer's.
 void* operator new(std::size_t size)
 {
     Count(size);
     if (size <= mostBytes)
         if (void* memory = std::malloc(size > 0 ? size : 1)) return memory;
     throw std::bad_alloc();
+}
+
+// Where the block that malloc gave starts stands before the aligned one.
+void* operator new(std::size_t size, std::align_val_t alignment)
+{
+    const auto space = static_cast<std::size_t>(alignment);
+    auto* block = static_cast<char*>(::operator new(size + space + sizeof(void*)));
+    char* memory = block + sizeof(void*);
+    memory += (space - reinterpret_cast<std::uintptr_t>(memory) % space) % space;
+    std::memcpy(memory - sizeof(void*), &block, sizeof(void*));
+    return memory;
+}
+
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept
+{
+    try {
+        return operator new(size);
+    } catch (const std::bad_alloc&) {
+        return nullptr;
+    }
 }
 
 void operator delete(void* memory) noexcept
@@ -54,5 +75,18 @@ void operator delete(void* memory) noexcept
 void operator delete(void* memory, std::size_t) noexcept
 {
     ::operator delete(memory);
+}
+
+void operator delete(void* memory, std::align_val_t) noexcept
+{
+    if (!memory) return;
+    void* block;
+    std::memcpy(&block, static_cast<char*>(memory) - sizeof(void*), sizeof(void*));
+    ::operator delete(block);
+}
+
+void operator delete(void* memory, std::size_t, std::align_val_t alignment) noexcept
+{
+    ::operator delete(memory, alignment);
 }
 #endif
