@@ -1,8 +1,8 @@
 #include "Kal/KalEngine.h"
 
-#include "Kal/KalException.h"
-#include "Kal/KalInternals.h"
-#include "Kal/KalVectorKernels.h"
+#include "Kal/Base/KalException.h"
+#include "Kal/Base/KalInternals.h"
+#include "Kal/Kernels/KalVectorKernels.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,17 +1,17 @@
 #pragma once
 
-#include "Kal/KalChannel.h"
-#include "Kal/KalChannelParam.h"
-#include "Kal/KalCompressor.h"
-#include "Kal/KalConvolver.h"
-#include "Kal/KalEqualizer.h"
-#include "Kal/KalLowBand.h"
-#include "Kal/KalReverbSetting.h"
-#include "Kal/KalSendNetwork.h"
-#include "Kal/KalSpatializer.h"
-#include "Kal/KalThreadLocalBuffer.h"
-#include "Kal/KalThreadPool.h"
-#include "Kal/KalTypes.h"
+#include "Kal/Base/KalThreadPool.h"
+#include "Kal/Base/KalTypes.h"
+#include "Kal/Master/KalCompressor.h"
+#include "Kal/Master/KalEqualizer.h"
+#include "Kal/Master/KalLowBand.h"
+#include "Kal/Room/KalReverbSetting.h"
+#include "Kal/Room/KalSendNetwork.h"
+#include "Kal/Space/KalConvolver.h"
+#include "Kal/Space/KalSpatializer.h"
+#include "Kal/Voice/KalChannel.h"
+#include "Kal/Voice/KalChannelParam.h"
+#include "Kal/Voice/KalThreadLocalBuffer.h"
 
 #include <cstdint>
 #include <memory>

@@ -1,8 +1,8 @@
 // What binaural rendering costs: one convolver block, one direction, and all of them at once. A side is a direction as
 // stored or mirrored; the shipped set has 736.
 
-#include "Kal/KalHrtf.h"
-#include "Kal/KalSpatializer.h"
+#include "Kal/Space/KalHrtf.h"
+#include "Kal/Space/KalSpatializer.h"
 
 #include <benchmark/benchmark.h>
 

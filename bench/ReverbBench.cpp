@@ -1,11 +1,11 @@
 // The room's fixed cost: the time of a 512-frame block and of one of its frames.
 
-#include "Kal/KalEqualizer.h"
-#include "Kal/KalInternals.h"
-#include "Kal/KalLowBand.h"
-#include "Kal/KalReverb.h"
-#include "Kal/KalSendNetwork.h"
+#include "Kal/Base/KalInternals.h"
+#include "Kal/Master/KalEqualizer.h"
+#include "Kal/Master/KalLowBand.h"
 #include "Kal/QFFT/CpuFeature.h"
+#include "Kal/Room/KalReverb.h"
+#include "Kal/Room/KalSendNetwork.h"
 
 #include <benchmark/benchmark.h>
 

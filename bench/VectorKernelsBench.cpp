@@ -1,5 +1,5 @@
 // The kernels at the sizes of a block convolution of 128 taps: 129 bins, 256 samples.
-#include "Kal/KalVectorKernels.h"
+#include "Kal/Kernels/KalVectorKernels.h"
 
 #include <benchmark/benchmark.h>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Kal/KalGate.h"
+#include "Kal/Base/KalGate.h"
 
 #include <cstddef>
 #include <exception>

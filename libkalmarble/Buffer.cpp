@@ -1,6 +1,6 @@
 #include "libkalmarble/Buffer.h"
 
-#include "Kal/KalException.h"
+#include "Kal/Base/KalException.h"
 
 #include <limits>
 

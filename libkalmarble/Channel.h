@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Kal/KalChannel.h"
-#include "Kal/KalTypes.h"
+#include "Kal/Base/KalTypes.h"
+#include "Kal/Voice/KalChannel.h"
 #include "include/KALMarble.h"
 
 #include <memory>

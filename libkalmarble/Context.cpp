@@ -1,7 +1,7 @@
 #include "libkalmarble/Context.h"
 
-#include "Kal/KalException.h"
-#include "Kal/KalHrtf.h"
+#include "Kal/Base/KalException.h"
+#include "Kal/Space/KalHrtf.h"
 #include "libkalmarble/Clock.h"
 #include "libkalmarble/LoadControl.h"
 #include "libkalmarble/RoomReverb.h"

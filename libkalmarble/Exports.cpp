@@ -1,6 +1,6 @@
 #include "libkalmarble/Exports.h"
 
-#include "Kal/KalException.h"
+#include "Kal/Base/KalException.h"
 #include "libkalmarble/FloatState.h"
 
 #include <exception>

@@ -1,6 +1,6 @@
 #include "libkalmarble/LoadControl.h"
 
-#include "Kal/KalNumbers.h"
+#include "Kal/Base/KalNumbers.h"
 
 #include <algorithm>
 #include <cstdint>

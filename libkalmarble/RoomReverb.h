@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Kal/KalReverbSetting.h"
+#include "Kal/Room/KalReverbSetting.h"
 #include "include/KALMarble.h"
 
 namespace kalmarble {

@@ -1,5 +1,5 @@
 #include "Kal/KalEngine.h"
-#include "Kal/KalHrtf.h"
+#include "Kal/Space/KalHrtf.h"
 #include "tests/support/Measure.h"
 #include "tests/support/TestBuffer.h"
 

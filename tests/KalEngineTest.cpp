@@ -1,7 +1,7 @@
 #include "Kal/KalEngine.h"
 
-#include "Kal/KalException.h"
-#include "Kal/KalHrtf.h"
+#include "Kal/Base/KalException.h"
+#include "Kal/Space/KalHrtf.h"
 #include "tests/support/Allocations.h"
 #include "tests/support/Measure.h"
 #include "tests/support/TestBuffer.h"

@@ -1,5 +1,5 @@
 #include "Kal/KalEngine.h"
-#include "Kal/KalHrtf.h"
+#include "Kal/Space/KalHrtf.h"
 #include "bench/scene/Renderers.h"
 
 #include <vector>

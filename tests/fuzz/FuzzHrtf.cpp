@@ -1,7 +1,7 @@
 // Any bytes at all as an HRTF data set: refused with one of the loader's messages, or good to render with.
 
-#include "Kal/KalException.h"
-#include "Kal/KalSpatializer.h"
+#include "Kal/Base/KalException.h"
+#include "Kal/Space/KalSpatializer.h"
 
 #include <cmath>
 #include <cstdint>

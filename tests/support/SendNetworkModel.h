@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Kal/KalSendNetwork.h"
+#include "Kal/Room/KalSendNetwork.h"
 
 #include <vector>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Kal/KalConvolver.h"
+#include "Kal/Space/KalConvolver.h"
 #include "tests/support/HrtfSet.h"
 
 #include <array>

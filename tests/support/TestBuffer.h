@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Kal/KalTypes.h"
+#include "Kal/Base/KalTypes.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Kal/KalChannelRenderer.h"
+#include "Kal/Voice/KalChannelRenderer.h"
 #include "tests/support/TestBuffer.h"
 
 #include <vector>

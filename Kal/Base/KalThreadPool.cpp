@@ -1,0 +1,99 @@
+#include "Kal/Base/KalThreadPool.h"
+
+#include "Kal/Base/KalInternals.h"
+#include "Kal/QFFT/Assert.h"
+
+#include <xmmintrin.h>
+
+#include <chrono>
+#include <future>
+#include <utility>
+
+namespace kal {
+namespace {
+
+constexpr std::chrono::microseconds kPatience(100);
+
+} // namespace
+
+ThreadPool::ThreadPool(unsigned numThreads)
+    : bgMutex1(numThreads),
+      bgMutex2(numThreads),
+      futures(numThreads),
+      threads(numThreads),
+      isPatient(numThreads <= std::thread::hardware_concurrency())
+{
+    for (unsigned w = 1; w < numThreads; ++w) {
+        bgMutex1[w] = std::make_shared<Gate>(false);
+        bgMutex2[w] = std::make_shared<Gate>(true);
+    }
+    try {
+        for (unsigned w = 1; w < numThreads; ++w)
+            threads[w] = std::make_shared<std::thread>([this, w] { WorkerLoop(w); });
+    } catch (...) {
+        Stop();
+        throw;
+    }
+}
+
+ThreadPool::~ThreadPool()
+{
+    Stop();
+}
+
+void ThreadPool::Stop()
+{
+    stop = true;
+    for (unsigned w = 1; w < threads.size() && threads[w]; ++w) {
+        bgMutex1[w]->Unlock();
+        threads[w]->join();
+    }
+}
+
+// Going to sleep and being woken takes as long as a small job. Looking takes a core, so there is an end to it.
+void ThreadPool::LookFor(const Gate& gate) const
+{
+    using Clock = std::chrono::steady_clock;
+    if (!isPatient) return;
+    const auto end = Clock::now() + kPatience;
+    while (inBlock && !gate.IsOpen() && Clock::now() < end) _mm_pause();
+}
+
+void ThreadPool::WorkerLoop(unsigned w)
+{
+    const ScopedFlushToZero flushToZero;
+    while (!stop) {
+        do {
+            LookFor(*bgMutex1[w]);
+        } while (!bgMutex1[w]->LockUnlessRoused());
+        if (stop) break;
+        const Task task = std::exchange(futures[w], {});
+        if (!task.run) throw std::future_error(std::future_errc::no_state);
+        task.run(task.context, w);
+        bgMutex2[w]->Unlock();
+    }
+}
+
+void ThreadPool::BeginBlock(unsigned maxNumThreads)
+{
+    if (!isPatient) return;
+    inBlock = true;
+    for (unsigned w = 1; w < maxNumThreads; ++w) bgMutex1[w]->Rouse();
+}
+
+void ThreadPool::RunTask(unsigned maxNumThreads, Task task)
+{
+    KAL_ASSERT("Kal/KalEngine", maxNumThreads <= bgMutex1.size());
+    for (unsigned w = 1; w < maxNumThreads; ++w) {
+        bgMutex2[w]->Lock();
+        futures[w] = task;
+        bgMutex1[w]->Unlock();
+    }
+    task.run(task.context, 0);
+    for (unsigned w = 1; w < maxNumThreads; ++w) {
+        LookFor(*bgMutex2[w]);
+        bgMutex2[w]->Pass();
+    }
+}
+
+} // namespace kal

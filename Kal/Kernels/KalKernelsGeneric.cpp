@@ -1,0 +1,65 @@
+#include "Kal/Kernels/KalConvolverKernel.h"
+#include "Kal/Kernels/KalKernelRows.h"
+#include "Kal/Kernels/KalReverbKernel.h"
+
+#include <cstdint>
+
+// One frame after the other: what the other rows are held against.
+
+namespace kal::kernels {
+
+namespace {
+
+float Number(std::uint8_t element)
+{
+    return static_cast<float>(element - 128) * 0x1p-7f;
+}
+float Number(std::int16_t element)
+{
+    return static_cast<float>(element) * 0x1p-15f;
+}
+float Number(float element)
+{
+    return element;
+}
+
+template<class Element>
+void Resample(const void* samples, double x, double step, int numFrames, float* out)
+{
+    const auto* data = static_cast<const Element*>(samples);
+    for (int i = 0; i < numFrames; ++i) {
+        const double at = x + i * step;
+        const auto whole = static_cast<std::int32_t>(at);
+        const float first = Number(data[whole]), second = Number(data[whole + 1]);
+        out[i] = first + static_cast<float>(at - whole) * (second - first);
+    }
+}
+
+void Lowpass(float* frames, int numFrames, float coef, float* state)
+{
+    for (int i = 0; i < numFrames; ++i) frames[i] = *state += (frames[i] - *state) * coef;
+}
+
+void AddRamped(float* to, const float* from, int numFrames, float* gain, float target)
+{
+    for (int i = 0; i < numFrames; ++i, *gain += (target - *gain) * 0.1f) to[i] += *gain * from[i];
+}
+
+void ScaleRamped(float* to, const float* from, int numFrames, float* gain, float target)
+{
+    for (int i = 0; i < numFrames; ++i, *gain += (target - *gain) * 0.1f) to[i] = *gain * from[i];
+}
+
+} // namespace
+
+constexpr Row kGenericRow{kNumLanes<float>,
+                          AdvanceNetwork<float>,
+                          {Resample<std::uint8_t>, Resample<std::int16_t>, Resample<float>},
+                          Lowpass,
+                          AddRamped,
+                          ScaleRamped,
+                          TurnPairs<float>,
+                          Deinterleave<float>,
+                          AddProducts<float>};
+
+} // namespace kal::kernels

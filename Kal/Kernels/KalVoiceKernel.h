@@ -1,0 +1,261 @@
+#pragma once
+
+#include "Kal/Kernels/KalLanes.h"
+
+#include <cstdint>
+
+// The inner loops of a voice, written once for every lane width: resampling, smoothed gains, the one-pole low-pass.
+
+namespace kal {
+
+namespace {
+
+template<class V>
+struct LaneTypes;
+
+template<>
+struct LaneTypes<Float4> {
+    using Int = std::int32_t __attribute__((vector_size(16)));
+    using Short = std::int16_t __attribute__((vector_size(8)));
+    using Byte = std::uint8_t __attribute__((vector_size(4)));
+    static constexpr Float4 kIndex = {0, 1, 2, 3};
+};
+
+template<>
+struct LaneTypes<Float8> {
+    using Int = std::int32_t __attribute__((vector_size(32)));
+    using Short = std::int16_t __attribute__((vector_size(16)));
+    using Byte = std::uint8_t __attribute__((vector_size(8)));
+    static constexpr Float8 kIndex = {0, 1, 2, 3, 4, 5, 6, 7};
+};
+
+// Neighbouring elements as numbers, still to be multiplied by ElementScale. The way over integer lanes is one
+// instruction a step; compilers take the direct one in halves.
+template<class V>
+inline V LoadElements(const std::int16_t* from)
+{
+    typename LaneTypes<V>::Short e;
+    __builtin_memcpy(&e, from, sizeof e);
+    return __builtin_convertvector(__builtin_convertvector(e, typename LaneTypes<V>::Int), V);
+}
+
+template<class V>
+inline V LoadElements(const std::uint8_t* from)
+{
+    typename LaneTypes<V>::Byte e;
+    __builtin_memcpy(&e, from, sizeof e);
+    return __builtin_convertvector(__builtin_convertvector(e, typename LaneTypes<V>::Int) - 128, V);
+}
+
+template<class V>
+inline V LoadElements(const float* from)
+{
+    return Load<V>(from);
+}
+
+inline float ElementScale(std::int16_t)
+{
+    return 0x1p-15f;
+}
+inline float ElementScale(std::uint8_t)
+{
+    return 0x1p-7f;
+}
+inline float ElementScale(float)
+{
+    return 1.0f;
+}
+
+template<class V>
+struct Neighbours {
+    V first, second;
+};
+
+// The two elements from from[index[k]] on, in lane k, by one load a lane that fetches both.
+template<class V>
+inline Neighbours<V> LoadPairs(const std::int16_t* from, typename LaneTypes<V>::Int index)
+{
+    typename LaneTypes<V>::Int pairs;
+    for (int k = 0; k < kNumLanes<V>; ++k) {
+        std::int32_t pair;
+        __builtin_memcpy(&pair, from + index[k], sizeof pair);
+        pairs[k] = pair;
+    }
+    return {__builtin_convertvector((pairs << 16) >> 16, V), __builtin_convertvector(pairs >> 16, V)};
+}
+
+template<class V>
+inline Neighbours<V> LoadPairs(const std::uint8_t* from, typename LaneTypes<V>::Int index)
+{
+    typename LaneTypes<V>::Int pairs;
+    for (int k = 0; k < kNumLanes<V>; ++k) {
+        std::uint16_t pair;
+        __builtin_memcpy(&pair, from + index[k], sizeof pair);
+        pairs[k] = pair;
+    }
+    return {__builtin_convertvector((pairs & 255) - 128, V), __builtin_convertvector((pairs >> 8) - 128, V)};
+}
+
+template<class V>
+inline Neighbours<V> LoadPairs(const float* from, typename LaneTypes<V>::Int index)
+{
+    Neighbours<V> pairs;
+    for (int k = 0; k < kNumLanes<V>; ++k) {
+        pairs.first[k] = from[index[k]];
+        pairs.second[k] = from[index[k] + 1];
+    }
+    return pairs;
+}
+
+// The same by whole loads, where an index can permute lanes: every index lies within `windows` groups of lanes, which
+// is so while the step is not above `windows`.
+#ifdef __AVX2__
+template<class V>
+inline constexpr int kMaxWindows = 2;
+
+template<int windows, class Element>
+inline Float8 Permuted(const Element* from, LaneTypes<Float8>::Int index)
+{
+    const Float8 low = __builtin_ia32_permvarsf256(LoadElements<Float8>(from), index);
+    if constexpr (windows == 1) return low;
+    const Float8 high = __builtin_ia32_permvarsf256(LoadElements<Float8>(from + 8), index);
+    return index < 8 ? low : high;
+}
+#else
+template<class V>
+inline constexpr int kMaxWindows = 0;
+
+#endif
+
+// The whole part and the fraction of a group's first position are exact; within the group float lanes do.
+template<class V, int windows, class Element>
+inline void ResampleGroups(const Element* data, double x, double step, int numFrames, float* out)
+{
+    using Int = typename LaneTypes<V>::Int;
+    const V scale = Broadcast<V>(ElementScale(Element{}));
+    const V steps = LaneTypes<V>::kIndex * static_cast<float>(step);
+    for (int done = 0; done < numFrames; done += kNumLanes<V>) {
+        const double first = x + done * step;
+        const auto whole = static_cast<std::int32_t>(first);
+        V u = Broadcast<V>(static_cast<float>(first - whole)) + steps;
+        if constexpr (windows > 0) {
+            const V last = Broadcast<V>(windows * kNumLanes<V> * 0x1.fffffep-1f); // rounding must not leave the window
+            u = u < last ? u : last;
+        }
+        const Int i = __builtin_convertvector(u, Int);
+        const V t = u - __builtin_convertvector(i, V);
+        Neighbours<V> s;
+        if constexpr (windows > 0)
+            s = {Permuted<windows>(data + whole, i), Permuted<windows>(data + whole + 1, i)};
+        else
+            s = LoadPairs<V>(data + whole, i);
+        Store(out + done, (s.first + t * (s.second - s.first)) * scale);
+    }
+}
+
+// Neighbouring frames are loaded in one go where the step lets a group's frames lie close together.
+template<class V, class Element>
+void Resample(const void* samples, double x, double step, int numFrames, float* out)
+{
+    const auto* data = static_cast<const Element*>(samples);
+    if (kMaxWindows<V> >= 1 && step <= 1.0)
+        ResampleGroups<V, kMaxWindows<V> / 2>(data, x, step, numFrames, out);
+    else if (kMaxWindows<V> >= 2 && step <= 2.0)
+        ResampleGroups<V, kMaxWindows<V>>(data, x, step, numFrames, out);
+    else
+        ResampleGroups<V, 0>(data, x, step, numFrames, out);
+}
+
+// v moved up by 1, 2 or 4 lanes, zeros moving in.
+inline Float4 Up1(Float4 v)
+{
+    return __builtin_shufflevector(v, Float4{}, 4, 0, 1, 2);
+}
+inline Float4 Up2(Float4 v)
+{
+    return __builtin_shufflevector(v, Float4{}, 4, 5, 0, 1);
+}
+inline Float8 Up1(Float8 v)
+{
+    return __builtin_shufflevector(v, Float8{}, 8, 0, 1, 2, 3, 4, 5, 6);
+}
+inline Float8 Up2(Float8 v)
+{
+    return __builtin_shufflevector(v, Float8{}, 8, 9, 0, 1, 2, 3, 4, 5);
+}
+inline Float8 Up4(Float8 v)
+{
+    return __builtin_shufflevector(v, Float8{}, 8, 9, 10, 11, 0, 1, 2, 3);
+}
+
+// 1, x, x^2, ... in lanes.
+template<class V>
+inline V Powers(float x)
+{
+    V powers;
+    float power = 1.0f;
+    for (int k = 0; k < kNumLanes<V>; ++k, power *= x) powers[k] = power;
+    return powers;
+}
+
+/// y[n] = y[n-1] + coef (x[n] - y[n-1]) in place; *state is y before and after. Within a group of lanes the recursion
+/// is the sum over earlier inputs, made by doubling: after three steps lane k holds sum_j (1 - coef)^(k-j) coef x[j].
+template<class V>
+void Lowpass(float* frames, int numFrames, float coef, float* state)
+{
+    constexpr int kLanes = kNumLanes<V>;
+    const float keep = 1.0f - coef;
+    const V in = Broadcast<V>(coef), keep1 = Broadcast<V>(keep), keep2 = Broadcast<V>(keep * keep);
+    const V carried = Powers<V>(keep) * keep;
+    float y = *state;
+    int i = 0;
+    for (; i + kLanes <= numFrames; i += kLanes) {
+        V v = Load<V>(frames + i) * in;
+        v += keep1 * Up1(v);
+        v += keep2 * Up2(v);
+        if constexpr (kLanes == 8) v += (keep2 * keep2) * Up4(v);
+        v += carried * Broadcast<V>(y);
+        Store(frames + i, v);
+        y = v[kLanes - 1];
+    }
+    for (; i < numFrames; ++i) frames[i] = y += (frames[i] - y) * coef;
+    *state = y;
+}
+
+/// What is left of the way to its target after one frame of a smoothed gain.
+constexpr float kGainDecay = 0.9f;
+
+/// Calls frame(i, g) for every frame, lanes of frames first, with the smoothed gain g: *gain at the first frame, a
+/// tenth nearer to the target at each further one. *gain becomes the one after the last frame.
+template<class V, class Frame>
+inline void ForRampedGain(int numFrames, float* gain, float target, Frame frame)
+{
+    constexpr int kLanes = kNumLanes<V>;
+    V powers = Powers<V>(kGainDecay);
+    const V decay = Broadcast<V>(powers[kLanes - 1] * kGainDecay);
+    V rest = powers * (*gain - target);
+    int i = 0;
+    for (; i + kLanes <= numFrames; i += kLanes, rest *= decay) frame(i, target + rest);
+    float last = rest[0];
+    for (; i < numFrames; ++i, last *= kGainDecay) frame(i, target + last);
+    *gain = target + last;
+}
+
+template<class V>
+void AddRamped(float* to, const float* from, int numFrames, float* gain, float target)
+{
+    ForRampedGain<V>(numFrames, gain, target, [=](int i, auto g) {
+        using T = decltype(g);
+        Store(to + i, Load<T>(to + i) + g * Load<T>(from + i));
+    });
+}
+
+template<class V>
+void ScaleRamped(float* to, const float* from, int numFrames, float* gain, float target)
+{
+    ForRampedGain<V>(numFrames, gain, target, [=](int i, auto g) { Store(to + i, g * Load<decltype(g)>(from + i)); });
+}
+
+} // namespace
+
+} // namespace kal

@@ -1,0 +1,60 @@
+#include "Kal/Master/KalEqualizer.h"
+
+#include "Kal/Base/KalInternals.h"
+
+#include <algorithm>
+#include <cstddef>
+
+namespace kal {
+
+namespace {
+
+using internals::kSpan;
+
+struct Bell {
+    float frequency; ///< Hz
+    float gain;      ///< linear
+    float q;
+};
+
+constexpr Bell kBells[] = {{380.0f, 0.1f, 16.0f}, {7900.0f, 0.4f, 7.0f}, {1700.0f, 1.4f, 7.0f},
+                           {6000.0f, 1.4f, 7.0f}, {3000.0f, 0.3f, 1.0f}, {9000.0f, 0.3f, 10.0f}};
+
+/// Above this part of the rate a bell is not designed: from half the rate on it would be unstable, and just below that
+/// the rounding of its angle can make it so.
+constexpr float kHighestCentre = 0.499f;
+
+} // namespace
+
+Equalizer::Equalizer(double samplingRate)
+{
+    const auto rate = static_cast<float>(samplingRate);
+    for (std::size_t k = 0; k < sections.size(); ++k)
+        if (kBells[k].frequency < kHighestCentre * rate)
+            sections[k].PeakingEQ(rate, kBells[k].frequency, kBells[k].gain, kBells[k].q);
+}
+
+void Equalizer::Render(unsigned numFrames, const float* in, float* mix)
+{
+    float level = 0.0f;
+    for (DualBiquadFilter& section : sections) {
+        if (!internals::IsSound(section.Level())) section.Mute();
+        level += section.Level();
+    }
+    if (level < internals::kSilence && internals::Peak(2 * std::size_t{numFrames}, in) == 0.0f) return;
+
+    std::array<float, 2 * kSpan> span;
+    for (unsigned done = 0; done < numFrames; done += kSpan) {
+        const unsigned n = std::min(kSpan, numFrames - done);
+        for (unsigned i = 0; i < 2 * n; i += 2) {
+            const float left = in[2 * done + i], right = in[2 * done + i + 1];
+            const bool isSound = internals::IsSound(left) && internals::IsSound(right);
+            span[i] = isSound ? left : 0.0f;
+            span[i + 1] = isSound ? right : 0.0f;
+        }
+        DualBiquadFilter::ProcessRow(sections, n, span.data());
+        for (unsigned i = 0; i < 2 * n; ++i) mix[2 * done + i] += span[i];
+    }
+}
+
+} // namespace kal

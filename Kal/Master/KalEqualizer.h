@@ -1,0 +1,25 @@
+#pragma once
+
+#include "Kal/Master/KalUtils.h"
+
+#include <array>
+
+namespace kal {
+
+/// Evens out the colour of the spatialized path: six bells, one after the other, over both channels. One thread at a
+/// time.
+class Equalizer {
+public:
+    /// [control] Bells whose centre is not below half the rate stay flat. @param samplingRate Hz
+    explicit Equalizer(double samplingRate);
+
+    /// [render] Adds the next block's equalised signal to `mix`. A frame counts as 0 when either of its samples is no
+    /// sound; states that are not finite are cleared.
+    /// @param in, mix numFrames of interleaved stereo, two arrays
+    void Render(unsigned numFrames, const float* in, float* mix);
+
+private:
+    std::array<DualBiquadFilter, DualBiquadFilter::kRowLength> sections;
+};
+
+} // namespace kal

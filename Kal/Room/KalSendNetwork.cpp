@@ -1,0 +1,205 @@
+#include "Kal/Room/KalSendNetwork.h"
+
+#include "Kal/Base/KalInternals.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace kal {
+
+namespace {
+
+using internals::kSilence;
+using internals::kSpan;
+using internals::SoundOrZero;
+
+using Span = std::array<float, kSpan>;
+
+constexpr double kLowestRate = 4000.0;
+
+/// What sets one of the reverbs apart from the others.
+struct Character {
+    float delayRange;
+    float hfRatio; ///< at kHfReference
+    float size;    ///< s, the largest that rooms are given
+};
+
+constexpr Character kShort{1.65f, 0.9f, 0.001f}, kMid{1.8f, 0.95f, 0.013f}, kLong{1.65f, 0.8f, 0.036f};
+constexpr float kHfReference = 8000.0f;
+
+/// x, or 0 when it is negative or not a number.
+float AtLeastZero(float x)
+{
+    return x > 0.0f ? x : 0.0f;
+}
+
+void Set(Reverb& reverb, const Character& character, const ReverbSetting& setting)
+{
+    reverb.SetRT60Time(AtLeastZero(setting.rt60));
+    reverb.SetSize(AtLeastZero(setting.size));
+    reverb.SetDelayRange(character.delayRange);
+    reverb.SetHFReverbTimeRatio(character.hfRatio, kHfReference);
+    reverb.Update();
+}
+
+/// The delay lines hold one second; the latest frame that they can give is one frame less ago.
+void Set(ExactDelayLine& line, float samplingRate, const ReverbSetting& setting)
+{
+    line.SetDelay(std::min(samplingRate * AtLeastZero(setting.preDelay), std::floor(samplingRate) - 1.0f));
+}
+
+/// Clears a state that is not finite.
+void Heal(float& state)
+{
+    if (!std::isfinite(state)) state = 0.0f;
+}
+
+void Heal(Reverb& reverb)
+{
+    if (!reverb.IsFinite()) reverb.Mute();
+}
+
+/// All diffusers in a row, in place. Those between 1 and 5 frames long wait for their own last results; frame by frame
+/// they wait at the same time.
+void Diffuse(std::array<AllpassFilter1, 8>& diffusers, unsigned numFrames, float* block)
+{
+    for (std::size_t k = 0; k < 4; ++k) diffusers[k].Process(numFrames, block);
+    for (unsigned i = 0; i < numFrames; ++i) {
+        float x = block[i];
+        for (std::size_t k = 4; k < 7; ++k) x = diffusers[k].ProcessSample(x);
+        block[i] = x;
+    }
+    diffusers[7].Process(numFrames, block);
+}
+
+/// A band-pass: the difference of two one-pole low-passes.
+struct Band {
+    float fastCoef, slowCoef;
+    float fast, slow;
+
+    float ProcessSample(float x)
+    {
+        fast += (x - fast) * fastCoef;
+        slow += (fast - slow) * slowCoef;
+        return fast - slow;
+    }
+};
+
+/// The gain of every frame, which moves a tenth of the way to the target after each; `gain` is moved on. Rounding stops
+/// the movement after some 160 frames, from where on the gain stays.
+void Glide(unsigned numFrames, float target, float& gain, float* gains)
+{
+    for (unsigned i = 0; i < numFrames; ++i) {
+        gains[i] = gain;
+        const float next = gain + (target - gain) * 0.1f;
+        if (next == gain) return std::fill(gains + i, gains + numFrames, gain);
+        gain = next;
+    }
+}
+
+} // namespace
+
+struct SendNetwork::Levels {
+    float shortLevel, midLevel, longLevel;
+};
+
+SendNetwork::SendNetwork(double rate)
+    : samplingRate(static_cast<float>(rate)),
+      reverbLong(rate),
+      reverbMid(rate),
+      reverbShort(rate),
+      diffusers{AllpassFilter1(7, 0.3f), AllpassFilter1(37, 0.2f), AllpassFilter1(97, 0.1f), AllpassFilter1(157, 0.1f),
+                AllpassFilter1(1, 0.6f), AllpassFilter1(3, 0.6f),  AllpassFilter1(5, 0.6f),  AllpassFilter1(55, 0.6f)},
+      delayLong(0.0f, samplingRate),
+      delayMid(0.0f, samplingRate),
+      delayShort(0.0f, samplingRate)
+{
+}
+
+bool SendNetwork::CanServe(double samplingRate)
+{
+    const auto fits = [&](const Character& c) { return Reverb::Fits(c.size, c.delayRange, samplingRate); };
+    return samplingRate >= kLowestRate && fits(kShort) && fits(kMid) && fits(kLong) &&
+           Reverb::Fits(Reverb::kDefaultSize, Reverb::kDefaultDelayRange, samplingRate);
+}
+
+void SendNetwork::Render(unsigned numFrames, const ReverbSettings& settings, const float* reverbSend, float* lowSend,
+                         float* mix)
+{
+    Configure(settings);
+    ClearWhatIsNotFinite();
+    const Levels levels{SoundOrZero(settings[0].level), SoundOrZero(settings[1].level), SoundOrZero(settings[2].level)};
+    for (unsigned done = 0; done < numFrames; done += kSpan)
+        RenderSpan(std::min(kSpan, numFrames - done), levels, reverbSend + done, lowSend + done, mix + 2 * done);
+}
+
+void SendNetwork::Configure(const ReverbSettings& settings)
+{
+    Set(reverbLong, kLong, settings[2]);
+    Set(reverbMid, kMid, settings[1]);
+    Set(reverbShort, kShort, settings[0]);
+    Set(delayLong, samplingRate, settings[2]);
+    Set(delayMid, samplingRate, settings[1]);
+    Set(delayShort, samplingRate, settings[0]);
+}
+
+void SendNetwork::ClearWhatIsNotFinite()
+{
+    for (float* state : {&fastLong, &fastMid, &slowLong, &slowMid, &gainLong, &gainMid, &gainShort}) Heal(*state);
+    for (Reverb* reverb : {&reverbLong, &reverbMid, &reverbShort}) Heal(*reverb);
+}
+
+// Once nothing has come in or gone around for longer than anything is kept, nothing can come out.
+bool SendNetwork::IsAsleep() const
+{
+    return quietFrames > static_cast<unsigned>(samplingRate) + internals::ExactDelayLine::size;
+}
+
+void SendNetwork::RenderSpan(unsigned numFrames, const Levels& levels, const float* reverbSend, float* lowSend,
+                             float* mix)
+{
+    alignas(64) Span gainsShort, gainsMid, gainsLong;
+    Glide(numFrames, levels.shortLevel, gainShort, gainsShort.data());
+    Glide(numFrames, levels.midLevel, gainMid, gainsMid.data());
+    Glide(numFrames, levels.longLevel, gainLong, gainsLong.data());
+
+    const bool isSilent = internals::Peak(numFrames, reverbSend) == 0.0f;
+    if (!isSilent) quietFrames = 0;
+    if (IsAsleep()) return;
+
+    alignas(64) Span x, y, z, shortLeft, shortRight, midLeft, midRight, longLeft, longRight;
+    for (unsigned i = 0; i < numFrames; ++i) x[i] = SoundOrZero(reverbSend[i]);
+
+    delayShort.Process(numFrames, x.data(), y.data());
+    reverbShort.Process(numFrames, y.data(), 0, 2, shortLeft.data(), shortRight.data());
+
+    Diffuse(diffusers, numFrames, x.data());
+    delayMid.Process(numFrames, x.data(), y.data());
+    delayLong.Process(numFrames, x.data(), z.data());
+    Band bandMid{0.3f, 0.01f, fastMid, slowMid}, bandLong{0.1f, 0.02f, fastLong, slowLong};
+    for (unsigned i = 0; i < numFrames; ++i) {
+        y[i] = bandMid.ProcessSample(y[i]);
+        z[i] = bandLong.ProcessSample(z[i]);
+    }
+    fastMid = bandMid.fast;
+    slowMid = bandMid.slow;
+    fastLong = bandLong.fast;
+    slowLong = bandLong.slow;
+    reverbMid.Process(numFrames, y.data(), 1, 5, midLeft.data(), midRight.data());
+    reverbLong.Process(numFrames, z.data(), 6, 7, longLeft.data(), longRight.data());
+
+    for (unsigned i = 0; i < numFrames; ++i) {
+        const float left = longLeft[i] * gainsLong[i] + midLeft[i] * gainsMid[i] + shortLeft[i] * gainsShort[i];
+        const float right = longRight[i] * gainsLong[i] + midRight[i] * gainsMid[i] + shortRight[i] * gainsShort[i];
+        mix[2 * i] += left;
+        mix[2 * i + 1] += right;
+        lowSend[i] += left;
+    }
+
+    if (!isSilent) return;
+    const bool isQuiet = reverbShort.WrittenPeak(numFrames) < kSilence && reverbMid.WrittenPeak(numFrames) < kSilence &&
+                         reverbLong.WrittenPeak(numFrames) < kSilence;
+    quietFrames = isQuiet ? quietFrames + numFrames : 0;
+}
+
+} // namespace kal

@@ -1,0 +1,92 @@
+#include "Kal/Space/KalSpatializer.h"
+
+#include "Kal/QFFT/Assert.h"
+
+#include <algorithm>
+
+namespace kal {
+namespace {
+
+constexpr char kSource[] = "Kal/KalSpatializer";
+
+} // namespace
+
+bool Spatializer::Empty() const
+{
+    return rings.empty() ||
+           std::any_of(rings.begin(), rings.end(), [](const auto& ring) { return ring->angles.empty(); });
+}
+
+std::shared_ptr<Spatializer::Source> Spatializer::CreateSource()
+{
+    return std::make_shared<Source>(shared_from_this());
+}
+
+const std::shared_ptr<Spatializer::Angle>& Spatializer::Nearest(float azimuth, float elevation) const
+{
+    const Ring& ring = *rings[elevations.ChooseNearest(elevation)];
+    return ring.angles[ring.azimuths.ChooseNearest(azimuth)];
+}
+
+// Directions that were used in the block before are among those that were gathered then.
+void Spatializer::BeginRender(unsigned numFrames)
+{
+    const auto frames = static_cast<int>(numFrames);
+    if (numFrames > longestBlock) {
+        for (const auto& ring : rings)
+            for (const auto& angle : ring->angles)
+                for (Angle::Input& input : angle->inputs) input.signal.Reserve(frames);
+        for (auto& [length, bank] : banks) bank.Reserve(frames);
+        longestBlock = numFrames;
+    }
+    for (Angle* angle : enabledAngles)
+        for (Angle::Input& input : angle->inputs) input.used = false;
+    for (auto& [length, bank] : banks) bank.BeginRender(frames);
+    blockSize = numFrames;
+}
+
+unsigned Spatializer::PrepareEndRender()
+{
+    enabledAngles.clear();
+    for (const auto& ring : rings) {
+        for (const auto& angle : ring->angles) {
+            bool enabled = false;
+            for (Angle::Input& input : angle->inputs) {
+                input.active = input.used || input.signal.HasOutput();
+                if (input.active && !input.used) std::fill_n(input.signal.Frames(), blockSize, 0.0f);
+                enabled = enabled || input.active;
+            }
+            if (enabled) enabledAngles.push_back(angle.get());
+        }
+    }
+    return static_cast<unsigned>(enabledAngles.size());
+}
+
+unsigned Spatializer::NumActiveSides() const
+{
+    unsigned sides = 0;
+    for (const Angle* angle : enabledAngles)
+        for (const Angle::Input& input : angle->inputs) sides += input.active;
+    return sides;
+}
+
+void Spatializer::EndRender(float* out, unsigned index, unsigned count, unsigned worker)
+{
+    KAL_ASSERT(kSource, index < enabledAngles.size());
+    const std::size_t end = std::min<std::size_t>(std::size_t{index} + count, enabledAngles.size());
+    for (auto& [length, bank] : banks) {
+        if (index == 0) bank.AddFormer(out);
+        ConvolverBank::Sum& sum = bank.SumOf(worker);
+        for (std::size_t i = index; i < end; ++i) {
+            Angle& angle = *enabledAngles[i];
+            if (&angle.bank != &bank) continue;
+            for (const Angle::Side side : {Angle::Direct, Angle::Mirrored}) {
+                Angle::Input& input = angle.inputs[side];
+                if (input.active) sum.Add(input.signal, angle.responses, side == Angle::Mirrored);
+            }
+        }
+        sum.Render(out);
+    }
+}
+
+} // namespace kal
