@@ -29,14 +29,8 @@ class Spatializer : public std::enable_shared_from_this<Spatializer> {
 public:
     class Source;
 
-    /// [control] Builds the directions of a data set, which is little-endian and packed:
-    ///     "KALHRTFD", int32 rings, then per ring float32 elevation, int32 angles, then per angle float32 azimuth,
-    ///     uint32 length, float32[length] left response, float32[length] right response.
-    /// Elevations ascend, and so do the azimuths of each ring; all are in degrees. Counts below zero are read as zero;
-    /// bytes after the last ring are not looked at. The responses are used as they are at every sampling rate.
-    /// @throws kal::Exception "Invalid KAL HRTF data: wrong signature.", "Invalid KAL HRTF data: file truncated." or
-    /// "Invalid KAL HRTF data: bad data.", the latter for a sample outside -1 ... 1, a length that is not a power of
-    /// two and an elevation or azimuth that is not a number.
+    /// [control] Builds the directions of a data set, which is read and refused as by ReadHrtfSet. The responses are
+    /// used as they are at every sampling rate.
     Spatializer(const void* data, unsigned size, double samplingRate, unsigned numWorkers = 1);
 
     /// [any] True if a direction may have no measurement, because there is no ring or a ring has no angle. Then no

@@ -1,9 +1,9 @@
 #include "Kal/Space/KalHrtf.h"
 
 #include "Kal/Base/KalException.h"
+#include "Kal/Space/KalHrtfSet.h"
 #include "Kal/Space/KalSpatializer.h"
 #include "tests/support/Allocations.h"
-#include "tests/support/HrtfSet.h"
 
 #include <gtest/gtest.h>
 
@@ -12,10 +12,6 @@
 
 namespace kal {
 namespace {
-
-using test::Append;
-using test::Bytes;
-using test::HrtfSet;
 
 constexpr char kTruncated[] = "Invalid KAL HRTF data: file truncated.";
 constexpr char kSignature[] = "Invalid KAL HRTF data: wrong signature.";
@@ -31,6 +27,12 @@ std::string LoadFailure(const std::string& bytes)
     return "";
 }
 
+template<class T>
+void Append(std::string& bytes, T value)
+{
+    bytes.append(reinterpret_cast<const char*>(&value), sizeof value);
+}
+
 HrtfSet SmallSet()
 {
     return {{-10.0f, {{0.0f, {1.0f, -1.0f}, {0.5f, 0.25f}}, {90.0f, {0.5f}, {-0.5f}}}},
@@ -43,7 +45,9 @@ TEST(Hrtf, ShippedSetHasTheGridItShould)
     EXPECT_EQ(reinterpret_cast<std::uintptr_t>(hrtfData) % 64, 0u);
     EXPECT_EQ(hrtfData[hrtfDataSize - 1], 0);
 
-    const HrtfSet set = test::Values(hrtfData);
+    const std::string_view bytes(reinterpret_cast<const char*>(hrtfData), hrtfDataSize - 1);
+    const HrtfSet set = ReadHrtfSet(bytes);
+    EXPECT_EQ(WriteHrtfSet(set), bytes);
     ASSERT_EQ(set.size(), 14u);
     for (std::size_t i = 0; i < set.size(); ++i) {
         EXPECT_EQ(set[i].elevation, -40.0f + 10.0f * static_cast<float>(i));
@@ -54,7 +58,7 @@ TEST(Hrtf, ShippedSetHasTheGridItShould)
 
 TEST(HrtfLoader, NamesWhatIsWrongWithASet)
 {
-    const std::string whole = Bytes(SmallSet());
+    const std::string whole = WriteHrtfSet(SmallSet());
     EXPECT_EQ(LoadFailure(whole), "");
     EXPECT_EQ(LoadFailure(whole + "more"), "");
     EXPECT_EQ(LoadFailure("KALHRTFE" + whole.substr(8)), kSignature);
@@ -68,17 +72,22 @@ TEST(HrtfLoader, NamesWhatIsWrongWithASet)
         for (const bool right : {false, true}) {
             HrtfSet set = SmallSet();
             (right ? set[1].angles[0].right : set[1].angles[0].left)[3] = bad;
-            EXPECT_EQ(LoadFailure(Bytes(set)), kBadData);
-            const std::string cut = Bytes(set).substr(0, whole.size() - 1);
+            EXPECT_EQ(LoadFailure(WriteHrtfSet(set)), kBadData);
+            const std::string cut = WriteHrtfSet(set).substr(0, whole.size() - 1);
             EXPECT_EQ(LoadFailure(cut), kTruncated) << "the cut comes before the values are looked at";
         }
     }
 
-    const std::vector<float> three(3, 0.5f);
-    EXPECT_EQ(LoadFailure(Bytes({{0.0f, {{0.0f, three, three}}}})), kBadData);
-    EXPECT_EQ(LoadFailure(Bytes({{0.0f, {{0.0f, {}, {}}}}})), kBadData);
-    EXPECT_EQ(LoadFailure(Bytes({{nan, {{0.0f, {1.0f}, {1.0f}}}}})), kBadData);
-    EXPECT_EQ(LoadFailure(Bytes({{0.0f, {{nan, {1.0f}, {1.0f}}}}})), kBadData);
+    const std::vector<float> one(1, 0.5f), three(3, 0.5f);
+    for (const HrtfSet& set : {HrtfSet{{0.0f, {{0.0f, three, three}}}},
+                               {{0.0f, {{0.0f, {}, {}}}}},
+                               {{nan, {{0.0f, one, one}}}},
+                               {{0.0f, {{nan, one, one}}}}}) {
+        const std::string bytes = WriteHrtfSet(set), more = WriteHrtfSet({set[0], SmallSet()[0]});
+        EXPECT_EQ(LoadFailure(bytes), kBadData);
+        for (std::size_t size = 8; size < more.size(); ++size)
+            ASSERT_EQ(LoadFailure(more.substr(0, size)), kTruncated) << size;
+    }
 }
 
 TEST(HrtfLoader, DoesNotTrustCounts)
@@ -111,11 +120,11 @@ TEST(HrtfLoader, KnowsASetThatCannotPlaceAVoice)
     Append(negativeAngles, std::int32_t{1});
     Append(negativeAngles, 0.0f);
     Append(negativeAngles, std::int32_t{-5});
-    EXPECT_TRUE(empty(Bytes({})));
+    EXPECT_TRUE(empty(WriteHrtfSet({})));
     EXPECT_TRUE(empty(negative));
     EXPECT_TRUE(empty(negativeAngles));
-    EXPECT_TRUE(empty(Bytes({SmallSet()[0], {10.0f, {}}})));
-    EXPECT_FALSE(empty(Bytes(SmallSet())));
+    EXPECT_TRUE(empty(WriteHrtfSet({SmallSet()[0], {10.0f, {}}})));
+    EXPECT_FALSE(empty(WriteHrtfSet(SmallSet())));
 }
 
 } // namespace

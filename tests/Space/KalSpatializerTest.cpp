@@ -2,7 +2,6 @@
 
 #include "Kal/Space/KalHrtf.h"
 #include "tests/support/EveryRow.h"
-#include "tests/support/HrtfSet.h"
 #include "tests/support/Measure.h"
 #include "tests/support/SpatializerModel.h"
 
@@ -17,21 +16,24 @@ namespace kal {
 namespace {
 
 using Signal = std::vector<float>;
-using test::HrtfAngle;
-using test::HrtfSet;
 
 constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
 constexpr float kInfinity = std::numeric_limits<float>::infinity();
 
 std::shared_ptr<Spatializer> Loaded(const HrtfSet& set)
 {
-    const std::string bytes = Bytes(set);
+    const std::string bytes = WriteHrtfSet(set);
     return std::make_shared<Spatializer>(bytes.data(), static_cast<unsigned>(bytes.size()), 44100.0, 3);
 }
 
 std::shared_ptr<Spatializer> Shipped()
 {
     return std::make_shared<Spatializer>(hrtfData, hrtfDataSize, 44100.0);
+}
+
+HrtfSet ShippedSet()
+{
+    return ReadHrtfSet({reinterpret_cast<const char*>(hrtfData), hrtfDataSize});
 }
 
 // One block: mix() calls the sources. The result is interleaved.
@@ -94,7 +96,7 @@ TEST(Spatializer, ChoosesTheNearestDirectionAndItsSide)
 
 TEST(Spatializer, EveryDirectionOfTheShippedSetSoundsAsMeasured)
 {
-    const HrtfSet set = test::Values(hrtfData);
+    const HrtfSet set = ShippedSet();
     constexpr int taps = 128, at = 3;
     for (const int frames : {512, 1, 100, 128, 1000}) {
         const auto spatializer = Shipped();
@@ -144,7 +146,7 @@ TEST_P(Spatializers, SoundLikeTheirPlainForm)
 {
     constexpr int voices = 60;
     constexpr float kDegrees = 57.29578f; // per radian
-    HrtfSet set = test::Values(hrtfData);
+    HrtfSet set = ShippedSet();
     for (auto& angle : set[3].angles) {
         angle.left.resize(32);
         angle.right.resize(32);
@@ -244,7 +246,7 @@ TEST(SpatializerSource, SweepsRoundTheHeadWithoutAClick)
     constexpr int frames = 256;
     constexpr double rate = 44100.0, w = 2.0 * std::numbers::pi * 200.0 / rate;
     double response = 0.0, sum = 0.0, peak = 0.0;
-    const std::vector<HrtfAngle> angles = test::Values(hrtfData)[4].angles;
+    const std::vector<HrtfAngle> angles = ShippedSet()[4].angles;
     for (std::size_t i = 0; i < angles.size(); ++i) {
         for (const auto side : {&HrtfAngle::left, &HrtfAngle::right}) {
             const Signal &h = angles[i].*side, &other = angles[std::min(i + 1, angles.size() - 1)].*side;
@@ -342,7 +344,7 @@ TEST(Spatializer, NaNAloneIsSilence)
 
 TEST(SpatializerSource, NeedsItsSpatializer)
 {
-    const std::string bytes = Bytes(GainMeter());
+    const std::string bytes = WriteHrtfSet(GainMeter());
     Spatializer unowned(bytes.data(), static_cast<unsigned>(bytes.size()), 44100.0);
     EXPECT_THROW(unowned.CreateSource(), std::bad_weak_ptr);
 

@@ -1,12 +1,15 @@
-// Any bytes at all as an HRTF data set: refused with one of the loader's messages, or good to render with.
+// Any bytes at all as an HRTF data set: refused with one of the loader's messages, or good to write again and to render
+// with.
 
 #include "Kal/Base/KalException.h"
+#include "Kal/Space/KalHrtfSet.h"
 #include "Kal/Space/KalSpatializer.h"
 
 #include <cmath>
 #include <cstdint>
 #include <cstdlib>
 #include <limits>
+#include <string>
 #include <vector>
 
 namespace {
@@ -45,6 +48,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 {
     if (size > kLongest) return 0;
     try {
+        const std::string written = kal::WriteHrtfSet(kal::ReadHrtfSet({reinterpret_cast<const char*>(data), size}));
+        if (written.size() > size || kal::WriteHrtfSet(kal::ReadHrtfSet(written)) != written) std::abort();
         const auto spatializer = std::make_shared<kal::Spatializer>(data, static_cast<unsigned>(size), 44100.0);
         if (!spatializer->Empty()) Render(spatializer);
     } catch (const kal::Exception&) {

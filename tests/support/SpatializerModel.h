@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Kal/Space/KalConvolver.h"
-#include "tests/support/HrtfSet.h"
+#include "Kal/Space/KalHrtfSet.h"
 
 #include <array>
 #include <cmath>
