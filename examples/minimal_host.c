@@ -29,7 +29,7 @@ int main(int argc, char** argv)
     double energy[2] = {0, 0};
     const char* error;
     KalContext kal;
-    KalBuffer* sound;
+    KalSampleBuffer* sound;
     int i, block;
 
     if (!library.initialize) {

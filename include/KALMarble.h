@@ -6,7 +6,7 @@
  *     KalContext kal;
  *     const char* error = KalInitialize(1, KAL_INTERFACE_VERSION, &kal);   // from the library, by name
  *     kal.init(kal.priv, &initParam);                                      // starts the renderer
- *     KalBuffer* sound = kal.createBuffer(kal.priv, &bufferParam);         // copies the samples
+ *     KalSampleBuffer* sound = kal.createBuffer(kal.priv, &bufferParam);   // copies the samples
  *     kal.playAbsolute(kal.priv, sound, &position, &playParam);            // once a sound
  *     kal.respatialize(kal.priv, &eye, &front, &up, &reverbParam);         // once a game frame
  *     kal.render(kal.priv, stream, numFrames);                             // in the audio callback
@@ -48,11 +48,11 @@ struct ContextPrivate;
 class Buffer;
 } // namespace kalmarble
 typedef kalmarble::ContextPrivate KalPrivate;
-typedef kalmarble::Buffer KalBuffer;
+typedef kalmarble::Buffer KalSampleBuffer;
 extern "C" {
 #else
 typedef struct KalPrivate KalPrivate;
-typedef struct KalBuffer KalBuffer;
+typedef struct KalSampleBuffer KalSampleBuffer;
 #endif
 
 /* A point or direction. World axes are the host's own; relative to the listener, +x is right, +y up and +z ahead. */
@@ -128,10 +128,10 @@ typedef struct KalContext {
 
     /* Copies samples into a new buffer, which belongs to the caller until freeBuffer. Null on failure. Game thread.
      * Errors: "Not initialized.", "Parameter is null.", "Invalid sample bits.", sizes that do not fit 32 bits. */
-    KalBuffer*(KAL_CALL* createBuffer)(KalPrivate* priv, const KalBufferParam* param);
+    KalSampleBuffer*(KAL_CALL* createBuffer)(KalPrivate* priv, const KalBufferParam* param);
 
     /* Frees a buffer; sounds that play it play on. Game thread. Errors: "Not initialized.", "Parameter is null." */
-    void(KAL_CALL* freeBuffer)(KalPrivate* priv, KalBuffer* buffer);
+    void(KAL_CALL* freeBuffer)(KalPrivate* priv, KalSampleBuffer* buffer);
 
     /* Moves the listener and sets the room; every sound that plays follows. Call it once a game frame.
      *   eye    position, world coordinates
@@ -145,15 +145,15 @@ typedef struct KalContext {
     /* Plays a buffer once at a place in the world; a two-channel buffer is attenuated by distance but not placed.
      * Game thread. Errors: "Not initialized.", "Parameter buffer is null." and likewise origin, params; speeds that are
      * not positive and gains that are not numbers. */
-    void(KAL_CALL* playAbsolute)(KalPrivate* priv, KalBuffer* buffer, const KalVector3* origin,
+    void(KAL_CALL* playAbsolute)(KalPrivate* priv, KalSampleBuffer* buffer, const KalVector3* origin,
                                  const KalPlayParam* params);
 
     /* Like playAbsolute, at a place relative to the listener that moves with it; occlusionQuery is not asked. */
-    void(KAL_CALL* playRelative)(KalPrivate* priv, KalBuffer* buffer, const KalVector3* origin,
+    void(KAL_CALL* playRelative)(KalPrivate* priv, KalSampleBuffer* buffer, const KalVector3* origin,
                                  const KalPlayParam* params);
 
     /* Plays a buffer once as recorded: no place, no room, no limit on the number of sounds. Game thread. */
-    void(KAL_CALL* playLocal)(KalPrivate* priv, KalBuffer* buffer, const KalPlayParam* params);
+    void(KAL_CALL* playLocal)(KalPrivate* priv, KalSampleBuffer* buffer, const KalPlayParam* params);
 
     /* Writes the next numFrames frames of the mix, left and right interleaved, each sample within -1 ... 1, as
      * 2 * numFrames floats. Waits for the renderer when it is behind. A host should keep to one block size: the block

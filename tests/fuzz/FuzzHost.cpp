@@ -87,7 +87,7 @@ public:
         KalInitialize(1, KAL_INTERFACE_VERSION, &last);
         const KalInitParam plain{48000, nullptr, nullptr, 1, 8, nullptr, nullptr};
         bool isRunning = false;
-        for (KalBuffer* buffer : buffers) {
+        for (KalSampleBuffer* buffer : buffers) {
             if (!buffer) continue;
             if (!isRunning) last.init(last.priv, &plain);
             isRunning = true;
@@ -155,13 +155,13 @@ private:
         // Samples that are not there are the caller's fault.
         const double count = double(parameters.numSamples) * parameters.numChannels;
         if (parameters.data && count > 2000 && count < 1e9) return;
-        KalBuffer*& slot = Slot();
+        KalSampleBuffer*& slot = Slot();
         if (!slot) slot = kal.createBuffer(kal.priv, bytes.Byte() < 8 ? nullptr : &parameters);
     }
 
     void FreeBuffer()
     {
-        KalBuffer*& slot = Slot();
+        KalSampleBuffer*& slot = Slot();
         kal.freeBuffer(kal.priv, slot);
         if (IsInitialized()) slot = nullptr;
     }
@@ -185,7 +185,7 @@ private:
 
     void Play(unsigned entry)
     {
-        KalBuffer* const buffer = Slot();
+        KalSampleBuffer* const buffer = Slot();
         const KalPlayParam how{bytes.Float(), bytes.Float(), bytes.Float()};
         const KalVector3 origin = bytes.Vector();
         const unsigned missing = bytes.Byte();
@@ -205,12 +205,12 @@ private:
         for (const float x : stream) Check(std::fabs(x) <= 1.0f);
     }
 
-    KalBuffer*& Slot() { return buffers[bytes.Byte() % buffers.size()]; }
+    KalSampleBuffer*& Slot() { return buffers[bytes.Byte() % buffers.size()]; }
 
     Bytes& bytes;
     KalContext kal{};
     float occlusion = 1.0f;
-    std::array<KalBuffer*, 6> buffers{};
+    std::array<KalSampleBuffer*, 6> buffers{};
     std::vector<float> stream;
 };
 

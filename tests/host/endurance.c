@@ -26,14 +26,14 @@ static KalContext StartedPlainly(void)
     return Started(&parameters);
 }
 
-static KalBuffer* Sound(const KalContext* kal, int frames)
+static KalSampleBuffer* Sound(const KalContext* kal, int frames)
 {
     const KalBufferParam parameters = {samples, 32, 1, frames, 48000};
     return kal->createBuffer(kal->priv, &parameters);
 }
 
 // Short sounds of every kind, so many to a block, while the listener turns.
-static void PlayMany(const KalContext* kal, KalBuffer* sound, int sounds)
+static void PlayMany(const KalContext* kal, KalSampleBuffer* sound, int sounds)
 {
     enum { kToABlock = 90 };
     for (int i = 0; i < sounds; ++i) {
@@ -52,7 +52,7 @@ static void PlayMany(const KalContext* kal, KalBuffer* sound, int sounds)
 static void PlaysAHundredThousandSounds(void)
 {
     const KalContext kal = StartedPlainly();
-    KalBuffer* sound = Sound(&kal, 16);
+    KalSampleBuffer* sound = Sound(&kal, 16);
     PlayMany(&kal, sound, 10000);
     const double before = HeldMemory();
     PlayMany(&kal, sound, 100000);
@@ -75,7 +75,7 @@ static void* Destroy(void* context)
 static void PlayBriefly(int blocks, int frames)
 {
     KalContext kal = StartedPlainly();
-    KalBuffer* sound = Sound(&kal, kLength);
+    KalSampleBuffer* sound = Sound(&kal, kLength);
     pthread_t thread;
     kal.playLocal(kal.priv, sound, &kPlain);
     kal.playRelative(kal.priv, sound, &kAhead, &kPlain);

@@ -56,7 +56,7 @@ int Play(double rate, const std::atomic<bool>& running)
         const float angle = 0.1f * static_cast<float>(round);
         const KalVector3 place = {3 * std::cos(angle), 1, 3 * std::sin(angle)};
         const KalReverbParam room = {1, 100 * angle, 60, 5, 1};
-        KalBuffer* const sound = kal.createBuffer(kal.priv, round % 2 ? &mono : &stereo);
+        KalSampleBuffer* const sound = kal.createBuffer(kal.priv, round % 2 ? &mono : &stereo);
         kal.playLocal(kal.priv, sound, &plain);
         kal.playAbsolute(kal.priv, sound, &place, &plain);
         kal.playRelative(kal.priv, sound, &place, &plain);

@@ -54,7 +54,7 @@ constexpr std::chrono::milliseconds kLatestWake(15); ///< that a busy machine ne
 constexpr int kBlocksAGameFrame = 4; ///< 43 ms
 
 struct Sound {
-    KalBuffer* buffer;
+    KalSampleBuffer* buffer;
     double duration; ///< seconds
 };
 
@@ -88,7 +88,7 @@ std::map<std::string, Sound> LoadSounds(const KalContext& kal, const std::string
     return sounds;
 }
 
-void Play(const KalContext& kal, const scene::Cue& cue, KalBuffer* buffer)
+void Play(const KalContext& kal, const scene::Cue& cue, KalSampleBuffer* buffer)
 {
     const KalPlayParam parameters = {cue.volume, 1.0f, 1.0f};
     const KalVector3 world = scene::Direction(cue.azimuth), relative = {world.x, world.y, -world.z};

@@ -122,7 +122,7 @@ public:
 
     ~Game()
     {
-        for (KalBuffer* sound : sounds) kal.freeBuffer(kal.priv, sound);
+        for (KalSampleBuffer* sound : sounds) kal.freeBuffer(kal.priv, sound);
     }
 
     void Frame(int count, bool onlyLong)
@@ -136,7 +136,8 @@ public:
             const float angle = 2.4f * static_cast<float>(started++);
             const KalVector3 place = {8 * std::cos(angle), std::sin(3 * angle), 8 * std::sin(angle)};
             const KalPlayParam how = {0.05f, 0.8f + 0.4f * std::fabs(std::sin(angle)), 4};
-            KalBuffer* const sound = onlyLong ? sounds[6] : sounds[static_cast<std::size_t>(started) % sounds.size()];
+            KalSampleBuffer* const sound =
+                onlyLong ? sounds[6] : sounds[static_cast<std::size_t>(started) % sounds.size()];
             if (!onlyLong && started % 10 == 0)
                 kal.playLocal(kal.priv, sound, &how);
             else if (!onlyLong && started % 10 == 1)
@@ -154,7 +155,7 @@ public:
 private:
     const KalContext& kal;
     Told& told;
-    std::vector<KalBuffer*> sounds;
+    std::vector<KalSampleBuffer*> sounds;
     int frame = 0;
 };
 
