@@ -1,22 +1,12 @@
 #include "libkalmarble/Channel.h"
 
-#include "Kal/KalEngine.h"
 #include "Kal/QFFT/Assert.h"
-#include "libkalmarble/Clock.h"
-#include "libkalmarble/Context.h"
 
-#include <cmath>
-#include <mutex>
 #include <utility>
 
 namespace kalmarble {
 
 namespace {
-
-float NumberOrZero(float x)
-{
-    return std::isnan(x) ? 0.0f : x;
-}
 
 // What is heard of a change; NaN always differs. A changed lowpassCoef alone is not worth an update.
 bool Differs(const kal::ChannelParam& a, const kal::ChannelParam& b)
@@ -27,76 +17,44 @@ bool Differs(const kal::ChannelParam& a, const kal::ChannelParam& b)
 
 } // namespace
 
-Channel::Channel(const std::shared_ptr<Context>& owner, std::shared_ptr<const kal::Buffer> buffer,
-                 const PlayParam& playParam, const kal::Vector3& position, bool isRelative)
-    : context(owner),
-      param(playParam),
-      origin(position),
-      relative(isRelative),
-      creationTime(Now()),
-      isMono(buffer->GetNumChannels() == 1),
-      currentParam(CreateParam())
+kal::ChannelParam Surroundings::RecordOf(const PlacedSound& sound) const
 {
-    std::lock_guard lock(owner->engineMutex);
-    const double offset = owner->StartOffset();
-    ychannel = owner->engine->CreateChannel(offset, std::move(buffer), currentParam);
-    owner->LimitPolyphonics(offset);
+    float wall = 1.0f;
+    if (!sound.isRelative) {
+        const KalVector3 world{sound.origin.x, sound.origin.y, sound.origin.z};
+        occlusionQuery(&world, &wall, occlusionQueryUserData);
+    }
+    return VoiceRecord(sound, listener, roomSize, wall);
 }
 
-kal::ChannelParam Channel::CreateParam() const
+Channel::Channel(const Surroundings& surroundings, bool isMono, const PlayParam& param, const kal::Vector3& origin,
+                 bool isRelative)
+    : sound{param, origin, isRelative, isMono}, currentParam(surroundings.RecordOf(sound))
 {
-    kal::ChannelParam p = Context::UnplacedParam(param);
-    const auto owner = context.lock();
-    if (!owner) return p;
-
-    if (relative) {
-        p.sourcePosition = origin;
-    } else {
-        p.sourcePosition = owner->listener.ToListener(origin);
-        owner->QueryOcclusion(origin, p.lowpassCoef);
-    }
-    const auto [x, y, z] = p.sourcePosition;
-    const float distanceSq = x * x + y * y + z * z;
-
-    if (isMono) {
-        // The spatialized renderer attenuates by distance itself.
-        p.isSpatialized = true;
-        p.reverbSendGain = param.volume;
-    } else {
-        const float a = distanceSq / param.referenceDistanceSq;
-        const float attenuation = a < 1.0f ? 1.0f : 1.0f / a;
-        p.gain = param.volume * std::sqrt(attenuation);
-        p.reverbSendGain = param.volume * std::sqrt(std::sqrt(attenuation));
-    }
-
-    const float reach = 1.5f * owner->reverbParam.roomSize;
-    if (distanceSq > reach * reach) p.reverbSendGain *= 1.0f / std::sqrt(distanceSq / (reach * reach));
-
-    for (float* number : {&p.gain, &p.reverbSendGain, &p.lowpassCoef}) *number = NumberOrZero(*number);
-    return p;
 }
 
-bool Channel::Update()
+void Channel::Start(kal::Engine& engine, double time, std::shared_ptr<const kal::Buffer> buffer)
+{
+    ychannel = engine.CreateChannel(time, std::move(buffer), currentParam);
+}
+
+bool Channel::IsPlaying() const
 {
     KAL_ASSERT("libkalmarble/Context", ychannel != nullptr);
-    const auto owner = context.lock();
-    if (!owner || !ychannel->IsPlaying()) return false;
-
-    const kal::ChannelParam p = CreateParam();
-    if (Differs(p, currentParam)) {
-        std::lock_guard lock(owner->engineMutex);
-        ychannel->UpdateChannelParam(owner->StartOffset(), p);
-        currentParam = p;
-    }
-    return true;
+    return ychannel->IsPlaying();
 }
 
-void Channel::Terminate()
+std::optional<kal::ChannelParam> Channel::Change(const Surroundings& surroundings) const
 {
-    const auto owner = context.lock();
-    if (!owner) return;
-    std::lock_guard lock(owner->engineMutex);
-    Terminate(owner->StartOffset());
+    const kal::ChannelParam record = surroundings.RecordOf(sound);
+    if (!Differs(record, currentParam)) return std::nullopt;
+    return record;
+}
+
+void Channel::Update(double time, const kal::ChannelParam& record)
+{
+    ychannel->UpdateChannelParam(time, record);
+    currentParam = record;
 }
 
 void Channel::Terminate(double time)

@@ -1,47 +1,54 @@
 #pragma once
 
-#include "Kal/Base/KalTypes.h"
+#include "Kal/KalEngine.h"
 #include "Kal/Voice/KalChannel.h"
 #include "include/KALMarble.h"
+#include "libkalmarble/Listener.h"
+#include "libkalmarble/VoiceRecord.h"
 
 #include <memory>
+#include <optional>
 
 namespace kalmarble {
 
-class Context;
+/// What a placed sound is heard through: the listener, the room and the host's walls.
+struct Surroundings {
+    KalOcclusionQuery occlusionQuery = nullptr;
+    void* occlusionQueryUserData = nullptr;
+    Listener listener;
+    float roomSize = 0.0f; ///< metres
 
-using PlayParam = KalPlayParam;
+    /// [control] Asks the host about the wall when the sound is one in the world.
+    kal::ChannelParam RecordOf(const PlacedSound& sound) const;
+};
 
-/// The binding's handle on one positional sound: turns the host's parameters, the sound's origin and the context's
-/// listener into the record of an engine voice, and keeps it up to date. Used on the game thread only; the context is
-/// held weakly. Letting go of a channel does not stop its voice.
+/// The binding's handle on one positional sound: keeps its engine voice's record as the surroundings ask. Used on the
+/// game thread only. Letting go of a channel does not stop its voice.
 class Channel {
 public:
-    /// [control] Starts the voice and stops the oldest sounds beyond the polyphony limit; the new channel is not yet
-    /// among the context's, so it is never the one stopped. Throws what Engine::CreateChannel throws.
+    /// [control] Works out the record; nothing sounds yet.
     /// @param origin world coordinates, or relative to the listener if isRelative
-    Channel(const std::shared_ptr<Context>& context, std::shared_ptr<const kal::Buffer> buffer, const PlayParam& param,
-            const kal::Vector3& origin, bool isRelative);
+    Channel(const Surroundings& surroundings, bool isMono, const PlayParam& param, const kal::Vector3& origin,
+            bool isRelative);
 
-    /// [control] Sends the voice what has changed. @returns whether the channel is to be kept
-    bool Update();
+    /// [control] Starts the voice `time` samples into the next block. Throws what Engine::CreateChannel throws.
+    void Start(kal::Engine& engine, double time, std::shared_ptr<const kal::Buffer> buffer);
 
-    /// [control] Stops the voice now.
-    void Terminate();
+    /// [control] False for good once the voice has ended.
+    bool IsPlaying() const;
 
-    /// [control] Stops the voice `time` samples into the next block. The caller holds the context's engineMutex.
+    /// [control] The record that the surroundings ask for, if anything that is heard of it differs from the last one.
+    std::optional<kal::ChannelParam> Change(const Surroundings& surroundings) const;
+
+    /// [control] Sends the voice a record, to hold from `time` samples into the next block.
+    void Update(double time, const kal::ChannelParam& record);
+
+    /// [control] Stops the voice `time` samples into the next block.
     void Terminate(double time);
 
 private:
-    kal::ChannelParam CreateParam() const;
-
-    std::weak_ptr<Context> context;
     std::shared_ptr<kal::Channel> ychannel;
-    PlayParam param;
-    kal::Vector3 origin;
-    bool relative;
-    double creationTime; ///< seconds on the monotonic clock
-    bool isMono;
+    PlacedSound sound;
     kal::ChannelParam currentParam; ///< last sent to the voice
 };
 

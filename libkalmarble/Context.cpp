@@ -30,7 +30,10 @@ kal::EngineParam EngineParamFrom(const InitParam& param)
 } // namespace
 
 Context::Context(const InitParam& initParam)
-    : param(initParam), engineParam(EngineParamFrom(initParam)), currentPolyphonyLimit(initParam.maxPolyphonics)
+    : param(initParam),
+      engineParam(EngineParamFrom(initParam)),
+      surroundings{initParam.occlusionQuery, initParam.occlusionQueryUserData, {}, 0.0f},
+      currentPolyphonyLimit(initParam.maxPolyphonics)
 {
     engine = std::make_shared<kal::Engine>(engineParam);
     roundStartTime = Now();
@@ -102,19 +105,10 @@ void Context::Render(float* out, int numFrames)
         DebugLog("Read time exceeded 20%c (%d%c): possibly overload", '%', LoadPercent(elapsed, duration), '%');
 }
 
-kal::ChannelParam Context::UnplacedParam(const PlayParam& param)
-{
-    kal::ChannelParam p;
-    p.speed = param.speed;
-    p.gain = param.volume;
-    p.referenceDistanceSq = param.referenceDistanceSq;
-    return p;
-}
-
 void Context::PlayLocal(const Buffer& buffer, const PlayParam& playParam)
 {
     std::lock_guard lock(engineMutex);
-    engine->CreateChannel(StartOffset(), buffer.Samples(), UnplacedParam(playParam));
+    engine->CreateChannel(StartOffset(), buffer.Samples(), VoiceRecord(playParam));
 }
 
 void Context::PlayAbsolute(const Buffer& buffer, const kal::Vector3& origin, const PlayParam& playParam)
@@ -130,7 +124,16 @@ void Context::PlayRelative(const Buffer& buffer, const kal::Vector3& origin, con
 void Context::PlayPositional(const Buffer& buffer, const kal::Vector3& origin, const PlayParam& playParam,
                              bool isRelative)
 {
-    channels.push_back(std::make_shared<Channel>(shared_from_this(), buffer.Samples(), playParam, origin, isRelative));
+    auto samples = buffer.Samples();
+    const auto channel =
+        std::make_shared<Channel>(surroundings, samples->GetNumChannels() == 1, playParam, origin, isRelative);
+    {
+        std::lock_guard lock(engineMutex);
+        const double offset = StartOffset();
+        channel->Start(*engine, offset, std::move(samples));
+        LimitPolyphonics(offset); // the new one is not yet among those that may have to give way
+    }
+    channels.push_back(channel);
     channelCount = static_cast<int>(channels.size());
     // Sounds that have ended are only found by an update; a host that plays much between two listener moves needs one.
     if (std::int64_t{channelCount} > 4 * std::int64_t{param.maxPolyphonics}) Update();
@@ -139,8 +142,8 @@ void Context::PlayPositional(const Buffer& buffer, const kal::Vector3& origin, c
 void Context::Respatialize(const kal::Vector3& eye, const kal::Vector3& front, const kal::Vector3& up,
                            const ReverbParam& reverb)
 {
-    listener.Place(eye, front, up);
-    reverbParam = reverb;
+    surroundings.listener.Place(eye, front, up);
+    surroundings.roomSize = reverb.roomSize;
     {
         std::lock_guard lock(engineMutex);
         LimitPolyphonics(StartOffset());
@@ -153,8 +156,14 @@ void Context::Respatialize(const kal::Vector3& eye, const kal::Vector3& front, c
 void Context::Update()
 {
     std::deque<std::shared_ptr<Channel>> kept;
-    for (const auto& channel : channels)
-        if (channel->Update()) kept.push_back(channel);
+    for (const auto& channel : channels) {
+        if (!channel->IsPlaying()) continue;
+        if (const auto record = channel->Change(surroundings)) {
+            std::lock_guard lock(engineMutex);
+            channel->Update(StartOffset(), *record);
+        }
+        kept.push_back(channel);
+    }
     channels.swap(kept);
     channelCount = static_cast<int>(channels.size());
 }
@@ -172,12 +181,6 @@ void Context::LimitPolyphonics(double time)
 double Context::StartOffset() const
 {
     return std::clamp((Now() - roundStartTime) * param.samplingRate, 0.0, kMaxStartOffset);
-}
-
-void Context::QueryOcclusion(const kal::Vector3& position, float& lowpassCoef) const
-{
-    const KalVector3 world{position.x, position.y, position.z};
-    param.occlusionQuery(&world, &lowpassCoef, param.occlusionQueryUserData);
 }
 
 void Context::DebugLog(const char* format, ...) const

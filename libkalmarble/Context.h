@@ -5,7 +5,6 @@
 #include "libkalmarble/BlockRing.h"
 #include "libkalmarble/Buffer.h"
 #include "libkalmarble/Channel.h"
-#include "libkalmarble/Listener.h"
 
 #include <atomic>
 #include <deque>
@@ -20,10 +19,10 @@ using InitParam = KalInitParam;
 using ReverbParam = KalReverbParam;
 
 /// One sound context: the engine, the background thread that renders one host block ahead, the positional sounds that
-/// are tracked, the listener and the room. Always held by a shared pointer; channels refer to it weakly.
+/// are tracked, the listener and the room.
 ///
 /// Threads: Render on the host's audio thread, everything else on its game thread.
-class Context : public std::enable_shared_from_this<Context> {
+class Context {
 public:
     /// [control] Builds the engine and starts the background thread. Throws what Engine's constructor throws.
     explicit Context(const InitParam& param);
@@ -59,11 +58,6 @@ public:
     [[gnu::format(printf, 2, 3)]] void DebugLog(const char* format, ...) const;
 
 private:
-    friend class Channel;
-
-    /// The voice record of a sound that has no place yet.
-    static kal::ChannelParam UnplacedParam(const PlayParam& param);
-
     void PlayPositional(const Buffer& buffer, const kal::Vector3& origin, const PlayParam& param, bool isRelative);
 
     /// Stops the oldest tracked sounds beyond the limit in force, `time` samples into the next block. Under
@@ -74,8 +68,6 @@ private:
     /// engineMutex.
     double StartOffset() const;
 
-    void QueryOcclusion(const kal::Vector3& position, float& lowpassCoef) const;
-
     void RunBackground();
     void RenderRound();
     void AdjustLoad(double elapsed, double duration);
@@ -83,8 +75,7 @@ private:
     std::shared_ptr<kal::Engine> engine;
     InitParam param;
     kal::EngineParam engineParam;
-    ReverbParam reverbParam{};
-    Listener listener;
+    Surroundings surroundings;
     std::mutex engineMutex; ///< guards roundStartTime, the engine's voices and their changes, and its reverb settings
     double roundStartTime;  ///< seconds on the monotonic clock
     std::atomic<bool> running{true};
