@@ -5,7 +5,7 @@ add_library(kal_settings INTERFACE)
 target_include_directories(kal_settings INTERFACE ${PROJECT_SOURCE_DIR})
 target_link_libraries(kal_settings INTERFACE Threads::Threads)
 target_compile_options(kal_settings INTERFACE
-    -Wall -Wextra -Wpedantic -Wshadow -Werror
+    -Wall -Wextra -Wpedantic -Wshadow $<$<BOOL:${KAL_WERROR}>:-Werror>
     -fvisibility=hidden $<$<COMPILE_LANGUAGE:CXX>:-fvisibility-inlines-hidden>
     # Every compiler rounds alike: no fused products behind our back. Neither errno nor floating-point traps are used.
     -ffp-contract=off -fno-math-errno -fno-trapping-math)
