@@ -1,47 +1,78 @@
 # The whole project from a terminal; `make help` lists what there is to do. Everything it makes lies in build/.
-# The presets of CMakePresets.json do the work, so `cmake --preset linux-debug` and the like serve as well.
+# The presets of CMakePresets.json do the work, so `cmake --preset linux-debug` and the like serve as well. Each target
+# installs what it needs and no more: the groups named after `need` stand in tools/packages.txt.
 
-.PHONY: build help setup demo soak test bench sanitize format lint clean
+.PHONY: build help setup demo soak test bench sanitize debug fuzz format lint lines clean
 .NOTPARALLEL:
+
+need = @tools/setup.sh
+tools = demo# the groups of packages of all tools, which the tests run and the linters read
+
+# $(call make,PRESET) configures and builds all of a preset, $(call make,PRESET,PART) what PRESET-PART names of it.
+make = cmake --preset $(1) >/dev/null && cmake --build --preset $(1)$(addprefix -,$(2))
+# $(call test,PRESET) builds and runs every test.
+test = $(call make,$(1)) && ctest --preset $(1)
 
 sources = $(shell git ls-files '*.h' '*.c' '*.cpp')
 
-build: build-linux-release build-win32-release ## builds the Linux and the 32-bit Windows library
+build: ## builds the Linux and the 32-bit Windows library
+	$(need) linux windows
+	@$(call make,linux,library)
+	@$(call make,win32,library)
 
 help: ## prints this list
 	@awk -F ':.*## ' '/^[a-z]+:.*## / { printf "  make %-10s %s\n", $$1, $$2 }' Makefile
 
 setup: ## installs what all of this needs (Debian 12)
-	@tools/setup.sh
+	$(need)
 
-demo: build ## renders a scene on Linux and Windows to WAV files and pictures in build/demo
+demo: ## renders a scene on Linux and Windows to WAV files and pictures in build/demo
+	$(need) linux windows demo
+	@$(call make,linux,demo)
+	@$(call make,win32,demo)
 	@tools/demo/run.sh
 
-soak: build-linux-release ## plays for SECONDS=120, with OVERLOAD=1 too much, and looks for what shows after a while
-	@build/linux-release/tools/soak/soak build/linux-release/libkalmarble/libKALMarble.so \
+soak: ## plays for SECONDS=120, with OVERLOAD=1 too much, and looks for what shows after a while
+	$(need) linux
+	@$(call make,linux,soak)
+	@build/linux/tools/soak/soak build/linux/libkalmarble/libKALMarble.so \
 		$(or $(SECONDS),120) $(if $(OVERLOAD),overload)
 
-test: test-linux-release test-win32-release ## runs every test natively and, under Wine, on the Windows build
+test: ## runs every test natively and, under Wine, on the Windows build
+	$(need) linux windows tests $(tools)
+	@$(call test,linux-release)
+	@$(call test,win32-release)
 
-bench: build-linux-bench build-win32-bench ## measures scenes, beside another renderer, and every kernel; results in build/bench
-	@tools/bench.sh
+bench: ## measures scenes, beside another renderer, and every kernel, in build/bench; BRIEF=1 only runs them
+	$(need) linux windows bench
+	@$(call make,linux-bench)
+	@$(call make,win32-bench)
+	@tools/bench.sh $(if $(BRIEF),brief)
 
-sanitize: test-linux-asan test-linux-tsan ## runs the native tests under the address, undefined and thread sanitizers
+sanitize: ## runs the native tests under the address, undefined and thread sanitizers
+	$(need) clang tests $(tools)
+	@$(call test,linux-asan)
+	@$(call test,linux-tsan)
 
-format: setup ## formats the sources in place
+debug: ## runs the native tests unoptimised, with the assertions of the standard library
+	$(need) linux tests $(tools)
+	@$(call test,linux-debug)
+
+fuzz: ## lets each fuzzer look for inputs that break it, for SECONDS=60
+	$(need) clang tests
+	@$(call make,linux-fuzz)
+	@tests/fuzz/run.sh $(or $(SECONDS),60)
+
+format: ## formats the sources in place
+	$(need) format
 	@clang-format-14 -i $(sources)
 
-lint: build-linux-clang ## builds with Clang, then checks the format of all and, with clang-tidy, the habits of what ships
+lint: ## builds with Clang, then checks the format of all and, with clang-tidy, the habits of what ships
+	$(need) clang tests format lint $(tools)
 	@clang-format-14 --dry-run -Werror $(sources)
+	@$(call make,linux-clang)
 	@run-clang-tidy-14 -quiet -p build/linux-clang '/(Kal|libkalmarble|examples|tools)/.*\.c' >build/tidy.log 2>&1 || { cat build/tidy.log; exit 1; }
 
 clean: ## removes everything that was built
 	@[ ! -d build/wine ] || WINEPREFIX=$(CURDIR)/build/wine wineserver -w # or it writes its files anew
 	@rm -rf build
-
-build-%: setup
-	@cmake --preset $* >/dev/null
-	@cmake --build --preset $*
-
-test-%: build-%
-	@ctest --preset $*

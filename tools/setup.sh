@@ -1,16 +1,26 @@
 #!/bin/sh
-# Installs what building, testing and the demo need on Debian 12. Run by the Makefile; says nothing and does nothing when
-# all is there. As an ordinary user it goes through sudo.
+# Installs what the named groups of packages.txt hold, on Debian 12. Run by the Makefile; says nothing and does nothing
+# when all is there. As an ordinary user it goes through sudo.
+#   setup.sh [GROUP...]      without a group: all of them
 set -eu
 
-packages="ca-certificates g++ clang clang-format-14 clang-tidy-14 libclang-rt-14-dev cmake ninja-build git \
-g++-mingw-w64-i686-posix googletest libgtest-dev libgmock-dev libbenchmark-dev libsndfile1-dev libfftw3-dev \
-libopenal-dev gnuplot-nox alsa-utils wine wine32:i386"
+list=$(dirname "$0")/packages.txt
+groups="$*"
+[ $# -gt 0 ] || groups=$(awk '/^[a-z]/ { print $1 }' "$list")
+
+packages=""
+for group in $groups; do
+    members=$(awk -v group="$group" '$1 == group { $1 = ""; print }' "$list")
+    [ -n "$members" ] || { echo "setup: there is no group $group in $list" >&2; exit 2; }
+    packages="$packages $members"
+done
 
 installed() { dpkg-query -W -f '${db:Status-Status}\n' "$1" 2>/dev/null | grep -qx installed; }
 
 missing=""
-for package in $packages; do installed "$package" || missing="$missing $package"; done
+for package in $(echo "$packages" | tr -s ' ' '\n' | sort -u); do
+    installed "$package" || missing="$missing $package"
+done
 [ -n "$missing" ] || exit 0
 
 scratch=$(mktemp -d)
@@ -70,7 +80,7 @@ command -v apt-get >/dev/null || fail "no apt-get here; please install by hand:$
 [ "$(id -u)" -eq 0 ] || command -v sudo >/dev/null || fail "please run tools/setup.sh as root, or install sudo"
 echo "setup: installing$missing, which takes some minutes"
 
-as_root dpkg --add-architecture i386
+case $missing in *:i386*) as_root dpkg --add-architecture i386 ;; esac
 apt update || true # a source that nothing here needs may fail; the installation is what decides
 # shellcheck disable=SC2086 # a list of words on purpose
 apt install $missing || { use_release_only && apt install $missing; } || fail "these packages cannot be installed"

@@ -7,6 +7,7 @@ export WINEDEBUG=-all WINEARCH=win32 WINEPREFIX="${KAL_WINEPREFIX:-$here/build/w
 export WINEDLLOVERRIDES="mscoree,mshtml,winemenubuilder.exe="
 mkdir -p "$WINEPREFIX"
 # The first start makes the prefix, which takes seconds; programs that are started meanwhile wait for it.
+# shellcheck disable=SC2016 # the inner shell expands it
 [ -e "$WINEPREFIX/made" ] ||
     flock -o "$WINEPREFIX" sh -c '[ -e "$WINEPREFIX/made" ] || { wine wineboot --init && touch "$WINEPREFIX/made"; }' \
         >"$WINEPREFIX/log" 2>&1 </dev/null || { cat "$WINEPREFIX/log" >&2; exit 1; }

@@ -1,10 +1,10 @@
 #!/bin/sh
 # The demo: renders the scene in three rooms, natively and as the Windows build under Wine, compares the two and draws
-# what either ear gets. Needs both release builds; run it through `make demo`.
+# what either ear gets. Needs both builds; run it through `make demo`.
 set -eu
 cd "$(dirname "$0")/../.."
-linux=build/linux-release
-windows=build/win32-release
+linux=build/linux
+windows=build/win32
 out=build/demo
 wav=$linux/tools/demo/demo_wav
 
