@@ -1,7 +1,7 @@
 #include "Kal/KalEngine.h"
 
 #include "Kal/Base/KalException.h"
-#include "Kal/Base/KalInternals.h"
+#include "Kal/Base/KalFlushToZero.h"
 #include "Kal/Kernels/KalVectorKernels.h"
 
 #include <algorithm>
@@ -37,7 +37,8 @@ void EngineParam::Validate() const
 }
 
 Engine::Engine(const EngineParam& engineParam)
-    : threadPool(std::make_shared<ThreadPool>(Checked(engineParam).numThreads)),
+    : ChannelHost(Checked(engineParam).samplingRate),
+      threadPool(std::make_shared<ThreadPool>(engineParam.numThreads)),
       limiter(engineParam.samplingRate),
       sendNetwork(engineParam.samplingRate),
       equalizer(engineParam.samplingRate),

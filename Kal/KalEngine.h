@@ -10,6 +10,7 @@
 #include "Kal/Space/KalConvolver.h"
 #include "Kal/Space/KalSpatializer.h"
 #include "Kal/Voice/KalChannel.h"
+#include "Kal/Voice/KalChannelHost.h"
 #include "Kal/Voice/KalChannelParam.h"
 #include "Kal/Voice/KalThreadLocalBuffer.h"
 
@@ -36,7 +37,7 @@ struct EngineParam {
 /// pointer; voices refer to it weakly.
 ///
 /// Locks, in the order in which they may be nested: `mutex`, then `channelListMutex`.
-class Engine : public std::enable_shared_from_this<Engine> {
+class Engine : public ChannelHost, public std::enable_shared_from_this<Engine> {
 public:
     using ThreadLocalBuffer = kal::ThreadLocalBuffer;
 
@@ -70,17 +71,10 @@ public:
     /// records over for the next block. Record 0 drives the short reverb, 1 the middle one, 2 the long one.
     ReverbSettings reverbSettings = kDefaultReverbSettings;
 
-    double SamplingRate() const { return param.samplingRate; }
-
-    /// [any] Null without a data set, or with one in which a direction may have no measurement.
-    const std::shared_ptr<Spatializer>& GetSpatializer() const { return spatializer; }
-
     /// More workers than any machine a game runs on has.
     static constexpr unsigned kMaxThreads = 256;
 
 private:
-    friend class Channel;
-
     unsigned NumVoiceWorkers() const;
     void RenderChannels(unsigned numFrames);
     void RenderRoom(unsigned numFrames);
@@ -94,10 +88,8 @@ private:
     SendNetwork sendNetwork;
     Equalizer equalizer;
     LowBand lowBand;
-    std::shared_ptr<Spatializer> spatializer;
-    std::vector<std::unique_ptr<MiniConvolver>> convolvers; ///< take no part in the output
+    std::vector<std::unique_ptr<MiniConvolver>> convolvers; ///< kept on purpose; take no part in the output
     std::vector<std::shared_ptr<Channel>> channels;         ///< of the next block; guarded by channelListMutex
-    std::mutex channelListMutex;                            ///< guards channels and every voice's scheduled changes
     std::vector<std::shared_ptr<Channel>> renderChannels;   ///< of this block; resized under channelListMutex
     std::vector<ThreadLocalBuffer> threadLocalBuffers;
     EngineParam param;

@@ -2,7 +2,7 @@
 // stored or mirrored; the shipped set has 736.
 
 #include "Kal/Space/KalHrtf.h"
-#include "Kal/Space/KalSpatializer.h"
+#include "Kal/Space/KalSpatializerSource.h"
 
 #include <benchmark/benchmark.h>
 

@@ -25,17 +25,17 @@ struct Arrays {
     qfft::AlignedVector<float> inReal, inImag, outReal, outImag;
 };
 
-void Transform(benchmark::State& state, qfft::cpu::KernelRow row)
+void Transform(benchmark::State& state, qfft::cpu::InstructionSet set)
 {
-    const qfft::cpu::KernelRow widest = qfft::cpu::UsableRows().back();
-    if (row > widest) {
+    const qfft::cpu::InstructionSet widest = qfft::cpu::UsableInstructionSets().back();
+    if (set > widest) {
         state.SkipWithError("not on this processor");
         return;
     }
-    qfft::cpu::SelectRow(row);
+    qfft::cpu::SelectInstructionSet(set);
     const auto size = static_cast<unsigned>(state.range(0));
     const auto setup = qfft::CreateFFTSetup({.size = {size}});
-    qfft::cpu::SelectRow(widest);
+    qfft::cpu::SelectInstructionSet(widest);
     Arrays x(size);
     for (auto _ : state) {
         setup->Transform({x.inReal.data(), x.inImag.data(), x.outReal.data(), x.outImag.data()});
@@ -48,9 +48,9 @@ void Sizes(benchmark::internal::Benchmark* benchmark)
     benchmark->RangeMultiplier(2)->Range(64, 4096);
 }
 
-BENCHMARK_CAPTURE(Transform, Generic, qfft::cpu::KernelRow::Generic)->Apply(Sizes);
-BENCHMARK_CAPTURE(Transform, Sse2, qfft::cpu::KernelRow::Sse2)->Apply(Sizes);
-BENCHMARK_CAPTURE(Transform, Avx2, qfft::cpu::KernelRow::Avx2)->Apply(Sizes);
+BENCHMARK_CAPTURE(Transform, Generic, qfft::cpu::InstructionSet::Generic)->Apply(Sizes);
+BENCHMARK_CAPTURE(Transform, Sse2, qfft::cpu::InstructionSet::Sse2)->Apply(Sizes);
+BENCHMARK_CAPTURE(Transform, Avx2, qfft::cpu::InstructionSet::Avx2)->Apply(Sizes);
 
 #ifdef KAL_BENCH_FFTW
 void Fftw(benchmark::State& state)

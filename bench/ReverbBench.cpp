@@ -1,5 +1,6 @@
 // The room's fixed cost: the time of a 512-frame block and of one of its frames.
 
+#include "Kal/Base/KalFlushToZero.h"
 #include "Kal/Base/KalInternals.h"
 #include "Kal/Master/KalEqualizer.h"
 #include "Kal/Master/KalLowBand.h"
@@ -65,23 +66,23 @@ void ReverbBySample(benchmark::State& state)
 }
 BENCHMARK(ReverbBySample);
 
-/// Runs the rest with the row of vector kernels that the argument numbers.
-bool SelectRow(benchmark::State& state)
+/// Runs the rest with the kernel table that the argument numbers.
+bool SelectInstructionSet(benchmark::State& state)
 {
-    const auto rows = qfft::cpu::UsableRows();
+    const auto sets = qfft::cpu::UsableInstructionSets();
     const auto index = static_cast<std::size_t>(state.range(0));
-    if (index >= rows.size()) {
+    if (index >= sets.size()) {
         state.SkipWithError("not on this processor");
         return false;
     }
-    qfft::cpu::SelectRow(rows[index]);
-    state.SetLabel(qfft::cpu::NameOf(rows[index]));
+    qfft::cpu::SelectInstructionSet(sets[index]);
+    state.SetLabel(qfft::cpu::NameOf(sets[index]));
     return true;
 }
 
 void ReverbByBlock(benchmark::State& state)
 {
-    if (!SelectRow(state)) return;
+    if (!SelectInstructionSet(state)) return;
     const ScopedFlushToZero flushToZero;
     Reverb reverb = LongReverb();
     NoiseBlocks noise(kBlock, 1.0);
@@ -106,7 +107,7 @@ void RenderNetwork(benchmark::State& state, SendNetwork& network, NoiseBlocks& s
 
 void SendNetworkBlock(benchmark::State& state)
 {
-    if (!SelectRow(state)) return;
+    if (!SelectInstructionSet(state)) return;
     const ScopedFlushToZero flushToZero;
     SendNetwork network(kRate);
     NoiseBlocks noise(kBlock, 1.0);

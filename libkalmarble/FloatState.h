@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Kal/Base/KalFlushToZero.h"
+
 #include <cstdint>
 #include <xmmintrin.h>
 
@@ -14,7 +16,7 @@ public:
     {
         asm volatile("fnstenv %0" : "=m"(saved)); // masks every trap, too
         asm volatile("fldcw %0" : : "m"(kControlWord));
-        _mm_setcsr(kMxcsr);
+        _mm_setcsr(kal::kDefaultMxcsr);
     }
 
     ~ScopedFloatState()
@@ -33,7 +35,6 @@ private:
     };
 
     static constexpr std::uint16_t kControlWord = 0x37f;
-    static constexpr unsigned kMxcsr = 0x1f80;
 
     unsigned savedMxcsr = _mm_getcsr();
     Environment saved;

@@ -1,6 +1,6 @@
 #include "libkalmarble/LoadControl.h"
 
-#include "Kal/Base/KalNumbers.h"
+#include "Kal/Base/KalInternals.h"
 
 #include <algorithm>
 #include <cstdint>

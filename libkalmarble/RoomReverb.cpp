@@ -25,7 +25,9 @@ kal::ReverbSettings RoomReverb(const KalReverbParam& room)
     const float level = 0.5f * (0.34f * std::pow(room.wetLevelA, 4.0f) * std::pow(room.wetLevelB, 3.0f) + 0.02f);
     const float wet = level >= 0.01f ? std::min(level, 0.5f) : 0.01f;
     const float scale = std::clamp(k, 1.0f, 2.0f);
-    return {{{scale * wet * 0.5f, 0.001f, 0.1f, 0.0f}, {scale * wet, 0.013f, mid, 0.0f}, {wet, 0.036f, rt, 0.0f}}};
+    return {{{scale * wet * 0.5f, kal::kShortSize, 0.1f, 0.0f},
+             {scale * wet, kal::kMidSize, mid, 0.0f},
+             {wet, kal::kLongSize, rt, 0.0f}}};
 }
 
 } // namespace kalmarble

@@ -28,7 +28,7 @@ scene | tee "$out/scenes-linux.txt"
 echo "== a scene of ten minutes"
 scene --alone --threads 1 --motion sends --voices 256 --blocks 60000 | tee "$out/scene-long.txt"
 echo "== scenes, Linux, narrow kernels"
-scene --row SSE2 --threads 1 --motion sends --voices 2000,10000 | tee "$out/scenes-linux-sse2.txt"
+scene --kernels SSE2 --threads 1 --motion sends --voices 2000,10000 | tee "$out/scenes-linux-sse2.txt"
 echo "== scenes, 32-bit Windows under Wine"
 # shellcheck disable=SC2086
 tools/wine.sh build/win32-bench/bench/kal_scene.exe --threads 1 --motion sends $scenes | tr -d '\r' | tee "$out/scenes-windows.txt"

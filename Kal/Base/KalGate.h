@@ -35,31 +35,31 @@ public:
         opened.wait(lock, [this] { return open.load(); });
     }
 
-    /// [any] As Lock, unless Rouse comes first: then it returns false.
-    bool LockUnlessRoused()
+    /// [any] As Lock, unless Wake comes first: then it returns false.
+    bool LockUnlessWoken()
     {
         std::unique_lock lock(mutex);
-        opened.wait(lock, [this] { return open || roused; });
-        roused = false;
+        opened.wait(lock, [this] { return open || woken; });
+        woken = false;
         return open.exchange(false);
     }
 
-    /// [any] Ends a LockUnlessRoused, now or the next.
-    void Rouse()
+    /// [any] Ends a LockUnlessWoken, now or the next.
+    void Wake()
     {
         std::lock_guard lock(mutex);
-        roused = true;
+        woken = true;
         opened.notify_one();
     }
 
-    /// [any] For a thread that looks for a while before it goes to sleep.
+    /// [any] For a thread that spins for a while before it goes to sleep.
     bool IsOpen() const { return open; }
 
 private:
     std::mutex mutex;
     std::condition_variable opened;
     std::atomic<bool> open; ///< written with the mutex held
-    bool roused = false;
+    bool woken = false;
 };
 
 } // namespace kal

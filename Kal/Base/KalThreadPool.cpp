@@ -1,6 +1,6 @@
 #include "Kal/Base/KalThreadPool.h"
 
-#include "Kal/Base/KalInternals.h"
+#include "Kal/Base/KalFlushToZero.h"
 #include "Kal/QFFT/Assert.h"
 
 #include <xmmintrin.h>
@@ -12,7 +12,7 @@
 namespace kal {
 namespace {
 
-constexpr std::chrono::microseconds kPatience(100);
+constexpr std::chrono::microseconds kSpinTime(100);
 
 } // namespace
 
@@ -21,7 +21,7 @@ ThreadPool::ThreadPool(unsigned numThreads)
       bgMutex2(numThreads),
       futures(numThreads),
       threads(numThreads),
-      isPatient(numThreads <= std::thread::hardware_concurrency())
+      maySpin(numThreads <= std::thread::hardware_concurrency())
 {
     for (unsigned w = 1; w < numThreads; ++w) {
         bgMutex1[w] = std::make_shared<Gate>(false);
@@ -50,12 +50,12 @@ void ThreadPool::Stop()
     }
 }
 
-// Going to sleep and being woken takes as long as a small job. Looking takes a core, so there is an end to it.
-void ThreadPool::LookFor(const Gate& gate) const
+// Going to sleep and being woken takes as long as a small job. Spinning takes a core, so there is an end to it.
+void ThreadPool::SpinFor(const Gate& gate) const
 {
     using Clock = std::chrono::steady_clock;
-    if (!isPatient) return;
-    const auto end = Clock::now() + kPatience;
+    if (!maySpin) return;
+    const auto end = Clock::now() + kSpinTime;
     while (inBlock && !gate.IsOpen() && Clock::now() < end) _mm_pause();
 }
 
@@ -64,8 +64,8 @@ void ThreadPool::WorkerLoop(unsigned w)
     const ScopedFlushToZero flushToZero;
     while (!stop) {
         do {
-            LookFor(*bgMutex1[w]);
-        } while (!bgMutex1[w]->LockUnlessRoused());
+            SpinFor(*bgMutex1[w]);
+        } while (!bgMutex1[w]->LockUnlessWoken());
         if (stop) break;
         const Task task = std::exchange(futures[w], {});
         if (!task.run) throw std::future_error(std::future_errc::no_state);
@@ -76,9 +76,9 @@ void ThreadPool::WorkerLoop(unsigned w)
 
 void ThreadPool::BeginBlock(unsigned maxNumThreads)
 {
-    if (!isPatient) return;
+    if (!maySpin) return;
     inBlock = true;
-    for (unsigned w = 1; w < maxNumThreads; ++w) bgMutex1[w]->Rouse();
+    for (unsigned w = 1; w < maxNumThreads; ++w) bgMutex1[w]->Wake();
 }
 
 void ThreadPool::RunTask(unsigned maxNumThreads, Task task)
@@ -91,7 +91,7 @@ void ThreadPool::RunTask(unsigned maxNumThreads, Task task)
     }
     task.run(task.context, 0);
     for (unsigned w = 1; w < maxNumThreads; ++w) {
-        LookFor(*bgMutex2[w]);
+        SpinFor(*bgMutex2[w]);
         bgMutex2[w]->Pass();
     }
 }

@@ -31,7 +31,7 @@ public:
     }
 
     /// [render] Wakes the workers below maxNumThreads for the jobs of a block, which will soon come and follow each
-    /// other closely: until EndBlock they look for them before they go to sleep.
+    /// other closely: until EndBlock they spin before they go to sleep.
     void BeginBlock(unsigned maxNumThreads);
     void EndBlock() { inBlock = false; }
 
@@ -42,7 +42,7 @@ private:
         void* context = nullptr;
     };
 
-    void LookFor(const Gate& gate) const;
+    void SpinFor(const Gate& gate) const;
     void RunTask(unsigned maxNumThreads, Task task);
     void WorkerLoop(unsigned w);
     void Stop();
@@ -54,7 +54,7 @@ private:
     std::vector<std::shared_ptr<std::thread>> threads;
     std::atomic<bool> stop{false};
     std::atomic<bool> inBlock{false}; ///< there may be another job in a moment
-    bool isPatient;                   ///< there are as many processors as workers
+    bool maySpin;                     ///< there are as many processors as workers
 };
 
 } // namespace kal

@@ -1,36 +1,36 @@
 #pragma once
 
-#include "Kal/Kernels/KalKernels.h"
+#include "Kal/Kernels/KalKernelTable.h"
 #include "Kal/Kernels/KalLanes.h"
 
 namespace kal {
 
 namespace {
 
-/// Pairs k ... k + lanes - 1 of a PairTurn and their mirror images, which stand in reverse.
+/// Pairs k ... k + lanes - 1 of a TwiddlePairs and their mirror images, which stand in reverse.
 template<class V>
-inline void TurnPairsAt(const kernels::PairTurn& t, int k)
+inline void ApplyTwiddlePairsAt(const kernels::TwiddlePairs& t, int k)
 {
     const int mirror = t.size - k - (kNumLanes<V> - 1);
     const V real = Load<V>(t.inReal + k), mirrorReal = Reversed(Load<V>(t.inReal + mirror));
     const V imag = Load<V>(t.inImag + k), mirrorImag = Reversed(Load<V>(t.inImag + mirror));
-    const V turnReal = Load<V>(t.turnReal + k - 1), turnImag = Load<V>(t.turnImag + k - 1) * t.conjugate;
+    const V twiddleReal = Load<V>(t.twiddleReal + k - 1), twiddleImag = Load<V>(t.twiddleImag + k - 1) * t.conjugate;
     const V sumReal = real + mirrorReal, sumImag = imag - mirrorImag;
     const V differenceReal = real - mirrorReal, differenceImag = imag + mirrorImag;
-    const V turnedReal = turnReal * differenceReal - turnImag * differenceImag;
-    const V turnedImag = turnReal * differenceImag + turnImag * differenceReal;
-    Store(t.outReal + k, (sumReal + turnedReal) * t.factor);
-    Store(t.outImag + k, (sumImag + turnedImag) * t.factor);
-    Store(t.outReal + mirror, Reversed((sumReal - turnedReal) * t.factor));
-    Store(t.outImag + mirror, Reversed((turnedImag - sumImag) * t.factor));
+    const V productReal = twiddleReal * differenceReal - twiddleImag * differenceImag;
+    const V productImag = twiddleReal * differenceImag + twiddleImag * differenceReal;
+    Store(t.outReal + k, (sumReal + productReal) * t.factor);
+    Store(t.outImag + k, (sumImag + productImag) * t.factor);
+    Store(t.outReal + mirror, Reversed((sumReal - productReal) * t.factor));
+    Store(t.outImag + mirror, Reversed((productImag - sumImag) * t.factor));
 }
 
 template<class V>
-void TurnPairs(const kernels::PairTurn& t)
+void ApplyTwiddlePairs(const kernels::TwiddlePairs& t)
 {
     int k = 1;
-    for (; k + kNumLanes<V> <= t.size / 2 + 1; k += kNumLanes<V>) TurnPairsAt<V>(t, k);
-    for (; k <= t.size / 2; ++k) TurnPairsAt<float>(t, k);
+    for (; k + kNumLanes<V> <= t.size / 2 + 1; k += kNumLanes<V>) ApplyTwiddlePairsAt<V>(t, k);
+    for (; k <= t.size / 2; ++k) ApplyTwiddlePairsAt<float>(t, k);
 }
 
 template<class V>

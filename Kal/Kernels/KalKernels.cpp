@@ -1,14 +1,14 @@
 #include "Kal/Kernels/KalKernels.h"
 
-#include "Kal/Kernels/KalKernelRows.h"
+#include "Kal/Kernels/KalKernelTables.h"
 #include "Kal/QFFT/CpuFeature.h"
 
 namespace kal::kernels {
 
-const Row& SelectedRow()
+const Table& ActiveTable()
 {
-    static constexpr const Row* rows[] = {&kGenericRow, &kSse2Row, &kAvx2Row};
-    return *rows[static_cast<int>(qfft::cpu::SelectedRow())];
+    static constexpr const Table* tables[] = {&kGenericTable, &kSse2Table, &kAvx2Table};
+    return *tables[static_cast<int>(qfft::cpu::ActiveInstructionSet())];
 }
 
 } // namespace kal::kernels

@@ -1,18 +1,18 @@
 #include "Kal/Kernels/KalConvolverKernel.h"
-#include "Kal/Kernels/KalKernelRows.h"
+#include "Kal/Kernels/KalKernelTables.h"
 #include "Kal/Kernels/KalReverbKernel.h"
 #include "Kal/Kernels/KalVoiceKernel.h"
 
 namespace kal::kernels {
 
-constexpr Row kAvx2Row{kNumLanes<Float8>,
-                       AdvanceNetwork<Float8>,
-                       {Resample<Float8, std::uint8_t>, Resample<Float8, std::int16_t>, Resample<Float8, float>},
-                       Lowpass<Float8>,
-                       AddRamped<Float8>,
-                       ScaleRamped<Float8>,
-                       TurnPairs<Float8>,
-                       Deinterleave<Float8>,
-                       AddProducts<Float8>};
+constexpr Table kAvx2Table{kNumLanes<Float8>,
+                           AdvanceNetwork<Float8>,
+                           {Resample<Float8, std::uint8_t>, Resample<Float8, std::int16_t>, Resample<Float8, float>},
+                           Lowpass<Float8>,
+                           AddSmoothed<Float8>,
+                           ScaleSmoothed<Float8>,
+                           ApplyTwiddlePairs<Float8>,
+                           Deinterleave<Float8>,
+                           AddProducts<Float8>};
 
 } // namespace kal::kernels

@@ -1,10 +1,11 @@
+#include "Kal/Base/KalConstants.h"
 #include "Kal/Kernels/KalConvolverKernel.h"
-#include "Kal/Kernels/KalKernelRows.h"
+#include "Kal/Kernels/KalKernelTables.h"
 #include "Kal/Kernels/KalReverbKernel.h"
 
 #include <cstdint>
 
-// One frame after the other: what the other rows are held against.
+// One frame after the other: what the other tables are held against.
 
 namespace kal::kernels {
 
@@ -12,11 +13,11 @@ namespace {
 
 float Number(std::uint8_t element)
 {
-    return static_cast<float>(element - 128) * 0x1p-7f;
+    return static_cast<float>(element - 128) * kScale8;
 }
 float Number(std::int16_t element)
 {
-    return static_cast<float>(element) * 0x1p-15f;
+    return static_cast<float>(element) * kScale16;
 }
 float Number(float element)
 {
@@ -40,26 +41,26 @@ void Lowpass(float* frames, int numFrames, float coef, float* state)
     for (int i = 0; i < numFrames; ++i) frames[i] = *state += (frames[i] - *state) * coef;
 }
 
-void AddRamped(float* to, const float* from, int numFrames, float* gain, float target)
+void AddSmoothed(float* to, const float* from, int numFrames, float* gain, float target)
 {
-    for (int i = 0; i < numFrames; ++i, *gain += (target - *gain) * 0.1f) to[i] += *gain * from[i];
+    for (int i = 0; i < numFrames; ++i, *gain += (target - *gain) * kGainStep) to[i] += *gain * from[i];
 }
 
-void ScaleRamped(float* to, const float* from, int numFrames, float* gain, float target)
+void ScaleSmoothed(float* to, const float* from, int numFrames, float* gain, float target)
 {
-    for (int i = 0; i < numFrames; ++i, *gain += (target - *gain) * 0.1f) to[i] = *gain * from[i];
+    for (int i = 0; i < numFrames; ++i, *gain += (target - *gain) * kGainStep) to[i] = *gain * from[i];
 }
 
 } // namespace
 
-constexpr Row kGenericRow{kNumLanes<float>,
-                          AdvanceNetwork<float>,
-                          {Resample<std::uint8_t>, Resample<std::int16_t>, Resample<float>},
-                          Lowpass,
-                          AddRamped,
-                          ScaleRamped,
-                          TurnPairs<float>,
-                          Deinterleave<float>,
-                          AddProducts<float>};
+constexpr Table kGenericTable{kNumLanes<float>,
+                              AdvanceNetwork<float>,
+                              {Resample<std::uint8_t>, Resample<std::int16_t>, Resample<float>},
+                              Lowpass,
+                              AddSmoothed,
+                              ScaleSmoothed,
+                              ApplyTwiddlePairs<float>,
+                              Deinterleave<float>,
+                              AddProducts<float>};
 
 } // namespace kal::kernels

@@ -48,6 +48,27 @@ inline V Reversed(V x)
         return __builtin_shufflevector(x, x, 7, 6, 5, 4, 3, 2, 1, 0);
 }
 
+/// The lanes moved up by 1, 2 or 4, zeros moving in.
+template<int by>
+inline Float4 ShiftedUp(Float4 v)
+{
+    if constexpr (by == 1)
+        return __builtin_shufflevector(v, Float4{}, 4, 0, 1, 2);
+    else
+        return __builtin_shufflevector(v, Float4{}, 4, 5, 0, 1);
+}
+
+template<int by>
+inline Float8 ShiftedUp(Float8 v)
+{
+    if constexpr (by == 1)
+        return __builtin_shufflevector(v, Float8{}, 8, 0, 1, 2, 3, 4, 5, 6);
+    else if constexpr (by == 2)
+        return __builtin_shufflevector(v, Float8{}, 8, 9, 0, 1, 2, 3, 4, 5);
+    else
+        return __builtin_shufflevector(v, Float8{}, 8, 9, 10, 11, 0, 1, 2, 3);
+}
+
 template<class V>
 struct Pair {
     V first, second;

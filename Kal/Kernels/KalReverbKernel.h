@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Kal/Kernels/KalKernels.h"
+#include "Kal/Kernels/KalKernelTable.h"
 #include "Kal/Kernels/KalLanes.h"
 
 namespace kal {

@@ -1,10 +1,12 @@
 #pragma once
 
+#include "Kal/Base/KalConstants.h"
 #include "Kal/Kernels/KalLanes.h"
 
 #include <cstdint>
 
 // The inner loops of a voice, written once for every lane width: resampling, smoothed gains, the one-pole low-pass.
+// Frames that wrap around a loop or lie at an end are resampled one by one, in Kal/Voice/KalSampler.h.
 
 namespace kal {
 
@@ -55,11 +57,11 @@ inline V LoadElements(const float* from)
 
 inline float ElementScale(std::int16_t)
 {
-    return 0x1p-15f;
+    return kScale16;
 }
 inline float ElementScale(std::uint8_t)
 {
-    return 0x1p-7f;
+    return kScale8;
 }
 inline float ElementScale(float)
 {
@@ -166,28 +168,6 @@ void Resample(const void* samples, double x, double step, int numFrames, float* 
         ResampleGroups<V, 0>(data, x, step, numFrames, out);
 }
 
-// v moved up by 1, 2 or 4 lanes, zeros moving in.
-inline Float4 Up1(Float4 v)
-{
-    return __builtin_shufflevector(v, Float4{}, 4, 0, 1, 2);
-}
-inline Float4 Up2(Float4 v)
-{
-    return __builtin_shufflevector(v, Float4{}, 4, 5, 0, 1);
-}
-inline Float8 Up1(Float8 v)
-{
-    return __builtin_shufflevector(v, Float8{}, 8, 0, 1, 2, 3, 4, 5, 6);
-}
-inline Float8 Up2(Float8 v)
-{
-    return __builtin_shufflevector(v, Float8{}, 8, 9, 0, 1, 2, 3, 4, 5);
-}
-inline Float8 Up4(Float8 v)
-{
-    return __builtin_shufflevector(v, Float8{}, 8, 9, 10, 11, 0, 1, 2, 3);
-}
-
 // 1, x, x^2, ... in lanes.
 template<class V>
 inline V Powers(float x)
@@ -211,9 +191,9 @@ void Lowpass(float* frames, int numFrames, float coef, float* state)
     int i = 0;
     for (; i + kLanes <= numFrames; i += kLanes) {
         V v = Load<V>(frames + i) * in;
-        v += keep1 * Up1(v);
-        v += keep2 * Up2(v);
-        if constexpr (kLanes == 8) v += (keep2 * keep2) * Up4(v);
+        v += keep1 * ShiftedUp<1>(v);
+        v += keep2 * ShiftedUp<2>(v);
+        if constexpr (kLanes == 8) v += (keep2 * keep2) * ShiftedUp<4>(v);
         v += carried * Broadcast<V>(y);
         Store(frames + i, v);
         y = v[kLanes - 1];
@@ -223,12 +203,12 @@ void Lowpass(float* frames, int numFrames, float coef, float* state)
 }
 
 /// What is left of the way to its target after one frame of a smoothed gain.
-constexpr float kGainDecay = 0.9f;
+constexpr float kGainDecay = 1.0f - kGainStep;
 
-/// Calls frame(i, g) for every frame, lanes of frames first, with the smoothed gain g: *gain at the first frame, a
-/// tenth nearer to the target at each further one. *gain becomes the one after the last frame.
+/// Calls frame(i, g) for every frame, lanes of frames first, with the smoothed gain g: *gain at the first frame,
+/// nearer to the target by kGainStep of the way at each further one. *gain becomes the one after the last frame.
 template<class V, class Frame>
-inline void ForRampedGain(int numFrames, float* gain, float target, Frame frame)
+inline void ForSmoothedGain(int numFrames, float* gain, float target, Frame frame)
 {
     constexpr int kLanes = kNumLanes<V>;
     V powers = Powers<V>(kGainDecay);
@@ -242,18 +222,18 @@ inline void ForRampedGain(int numFrames, float* gain, float target, Frame frame)
 }
 
 template<class V>
-void AddRamped(float* to, const float* from, int numFrames, float* gain, float target)
+void AddSmoothed(float* to, const float* from, int numFrames, float* gain, float target)
 {
-    ForRampedGain<V>(numFrames, gain, target, [=](int i, auto g) {
+    ForSmoothedGain<V>(numFrames, gain, target, [=](int i, auto g) {
         using T = decltype(g);
         Store(to + i, Load<T>(to + i) + g * Load<T>(from + i));
     });
 }
 
 template<class V>
-void ScaleRamped(float* to, const float* from, int numFrames, float* gain, float target)
+void ScaleSmoothed(float* to, const float* from, int numFrames, float* gain, float target)
 {
-    ForRampedGain<V>(numFrames, gain, target, [=](int i, auto g) { Store(to + i, g * Load<decltype(g)>(from + i)); });
+    ForSmoothedGain<V>(numFrames, gain, target, [=](int i, auto g) { Store(to + i, g * Load<decltype(g)>(from + i)); });
 }
 
 } // namespace

@@ -1,6 +1,6 @@
 #include "Kal/Master/KalCompressor.h"
 
-#include "Kal/Base/KalNumbers.h"
+#include "Kal/Base/KalInternals.h"
 
 #include <algorithm>
 #include <cmath>

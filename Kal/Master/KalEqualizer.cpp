@@ -1,5 +1,6 @@
 #include "Kal/Master/KalEqualizer.h"
 
+#include "Kal/Base/KalConstants.h"
 #include "Kal/Base/KalInternals.h"
 
 #include <algorithm>
@@ -8,8 +9,6 @@
 namespace kal {
 
 namespace {
-
-using internals::kSpan;
 
 struct Bell {
     float frequency; ///< Hz
@@ -38,21 +37,21 @@ void Equalizer::Render(unsigned numFrames, const float* in, float* mix)
 {
     float level = 0.0f;
     for (DualBiquadFilter& section : sections) {
-        if (!internals::IsSound(section.Level())) section.Mute();
+        if (!IsUsable(section.Level())) section.Mute();
         level += section.Level();
     }
-    if (level < internals::kSilence && internals::Peak(2 * std::size_t{numFrames}, in) == 0.0f) return;
+    if (level < kDecayed && Peak(2 * std::size_t{numFrames}, in) == 0.0f) return;
 
     std::array<float, 2 * kSpan> span;
     for (unsigned done = 0; done < numFrames; done += kSpan) {
         const unsigned n = std::min(kSpan, numFrames - done);
         for (unsigned i = 0; i < 2 * n; i += 2) {
             const float left = in[2 * done + i], right = in[2 * done + i + 1];
-            const bool isSound = internals::IsSound(left) && internals::IsSound(right);
-            span[i] = isSound ? left : 0.0f;
-            span[i + 1] = isSound ? right : 0.0f;
+            const bool isUsable = IsUsable(left) && IsUsable(right);
+            span[i] = isUsable ? left : 0.0f;
+            span[i + 1] = isUsable ? right : 0.0f;
         }
-        DualBiquadFilter::ProcessRow(sections, n, span.data());
+        DualBiquadFilter::ProcessCascade(sections, n, span.data());
         for (unsigned i = 0; i < 2 * n; ++i) mix[2 * done + i] += span[i];
     }
 }

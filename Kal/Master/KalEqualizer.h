@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Kal/Master/KalUtils.h"
+#include "Kal/Master/KalUtilsBiquad.h"
 
 #include <array>
 
@@ -13,13 +13,13 @@ public:
     /// [control] Bells whose centre is not below half the rate stay flat. @param samplingRate Hz
     explicit Equalizer(double samplingRate);
 
-    /// [render] Adds the next block's equalised signal to `mix`. A frame counts as 0 when either of its samples is no
-    /// sound; states that are not finite are cleared.
+    /// [render] Adds the next block's equalised signal to `mix`. A frame counts as 0 when either of its samples is not
+    /// usable; states that are not finite are cleared.
     /// @param in, mix numFrames of interleaved stereo, two arrays
     void Render(unsigned numFrames, const float* in, float* mix);
 
 private:
-    std::array<DualBiquadFilter, DualBiquadFilter::kRowLength> sections;
+    std::array<DualBiquadFilter, DualBiquadFilter::kNumSections> sections;
 };
 
 } // namespace kal

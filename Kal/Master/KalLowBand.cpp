@@ -1,5 +1,6 @@
 #include "Kal/Master/KalLowBand.h"
 
+#include "Kal/Base/KalConstants.h"
 #include "Kal/Base/KalInternals.h"
 
 #include <algorithm>
@@ -8,8 +9,6 @@
 namespace kal {
 
 namespace {
-
-using internals::kSpan;
 
 /// v and the harmonics that go with it, which stop growing at |v| = 2.
 float Saturated(float v)
@@ -30,13 +29,13 @@ LowBand::LowBand(double samplingRate)
 
 void LowBand::Render(unsigned numFrames, const float* lowSend, float* mix)
 {
-    if (!internals::IsSound(section.Level())) section.Mute();
-    if (section.Level() < internals::kSilence && internals::Peak(numFrames, lowSend) == 0.0f) return;
+    if (!IsUsable(section.Level())) section.Mute();
+    if (section.Level() < kDecayed && Peak(numFrames, lowSend) == 0.0f) return;
 
     std::array<float, kSpan> span;
     for (unsigned done = 0; done < numFrames; done += kSpan) {
         const unsigned n = std::min(kSpan, numFrames - done);
-        for (unsigned i = 0; i < n; ++i) span[i] = internals::SoundOrZero(lowSend[done + i]);
+        for (unsigned i = 0; i < n; ++i) span[i] = UsableOrZero(lowSend[done + i]);
         section.Process(n, span.data());
         for (unsigned i = 0; i < n; ++i) {
             const float y = Saturated(0.05f * span[i]);

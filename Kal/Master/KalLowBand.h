@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Kal/Master/KalUtils.h"
+#include "Kal/Master/KalUtilsBiquad.h"
 
 namespace kal {
 
@@ -12,7 +12,7 @@ public:
     explicit LowBand(double samplingRate);
 
     /// [render] Adds the band v = 0.05 y of the next block, with 7/8 v^3 of it where |v| <= 2 and 7 with its sign
-    /// beyond, to both channels. Samples that are no sound count as 0; a state that is not finite is cleared.
+    /// beyond, to both channels. Samples that are not usable count as 0; a state that is not finite is cleared.
     /// @param lowSend numFrames  @param mix numFrames of interleaved stereo
     void Render(unsigned numFrames, const float* lowSend, float* mix);
 

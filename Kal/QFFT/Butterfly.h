@@ -74,7 +74,7 @@ inline void Butterfly(Complex<V> (&x)[8])
     Complex<V> even[4] = {x[0], x[2], x[4], x[6]}, odd[4] = {x[1], x[3], x[5], x[7]};
     Butterfly<T>(even);
     Butterfly<T>(odd);
-    // The odd outputs are turned by exp(-2 pi i j / 8): an eighth, a quarter and three eighths of a turn.
+    // The twiddles of the odd outputs are exp(-2 pi i j / 8).
     odd[1] = {(odd[1].re + odd[1].im) * diagonal, (odd[1].im - odd[1].re) * diagonal};
     odd[3] = {(odd[3].im - odd[3].re) * diagonal, (odd[3].re + odd[3].im) * -diagonal};
     for (unsigned j = 0; j < 4; ++j) {

@@ -7,19 +7,19 @@
 namespace qfft::cpu {
 namespace {
 
-KernelRow FirstRow()
+InstructionSet FirstInstructionSet()
 {
-    const std::vector<KernelRow> rows = UsableRows();
+    const std::vector<InstructionSet> sets = UsableInstructionSets();
     // NOLINTNEXTLINE(concurrency-mt-unsafe): read once, when the first transform is planned
     if (const char* wanted = std::getenv("KALMARBLE_KERNELS"))
-        for (const KernelRow row : rows)
-            if (std::strcmp(wanted, NameOf(row)) == 0) return row;
-    return rows.back();
+        for (const InstructionSet set : sets)
+            if (std::strcmp(wanted, NameOf(set)) == 0) return set;
+    return sets.back();
 }
 
-std::atomic<KernelRow>& Selection()
+std::atomic<InstructionSet>& Selection()
 {
-    static std::atomic<KernelRow> selection = FirstRow();
+    static std::atomic<InstructionSet> selection = FirstInstructionSet();
     return selection;
 }
 
@@ -30,31 +30,31 @@ bool Supports(FeatureLevel)
     return true;
 }
 
-const char* NameOf(KernelRow row)
+const char* NameOf(InstructionSet set)
 {
     static constexpr const char* names[] = {"Generic", "SSE2", "AVX2"};
-    return names[static_cast<int>(row)];
+    return names[static_cast<int>(set)];
 }
 
-std::vector<KernelRow> UsableRows()
+std::vector<InstructionSet> UsableInstructionSets()
 {
-    std::vector<KernelRow> rows = {KernelRow::Generic, KernelRow::Sse2};
+    std::vector<InstructionSet> sets = {InstructionSet::Generic, InstructionSet::Sse2};
     // In a 32-bit program all SSE code runs up to four times slower once 8-lane code has run, and its eight registers
     // are too few for wide lanes anyway.
 #ifdef __x86_64__
-    if (__builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma")) rows.push_back(KernelRow::Avx2);
+    if (__builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma")) sets.push_back(InstructionSet::Avx2);
 #endif
-    return rows;
+    return sets;
 }
 
-KernelRow SelectedRow()
+InstructionSet ActiveInstructionSet()
 {
     return Selection().load(std::memory_order_relaxed);
 }
 
-void SelectRow(KernelRow row)
+void SelectInstructionSet(InstructionSet set)
 {
-    Selection().store(row, std::memory_order_relaxed);
+    Selection().store(set, std::memory_order_relaxed);
 }
 
 } // namespace qfft::cpu

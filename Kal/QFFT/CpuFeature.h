@@ -9,24 +9,24 @@ namespace qfft::cpu {
 /// the widest kernels at run time, stage by stage.
 enum class FeatureLevel : std::int32_t { Generic = 0 };
 
-/// [any] Whether setups of a level run here.
+/// [any] Whether setups of a level run here: they all do. Kept on purpose, though nothing asks.
 bool Supports(FeatureLevel level);
 
-/// The families of kernels, one for each instruction set, from narrow to wide.
-enum class KernelRow { Generic, Sse2, Avx2 }; // in the order of what they index
+/// The instruction sets that there are kernels for, from narrow to wide.
+enum class InstructionSet { Generic, Sse2, Avx2 }; // in the order of the tables that they index
 
 /// [any] "Generic", "SSE2", "AVX2".
-const char* NameOf(KernelRow row);
+const char* NameOf(InstructionSet set);
 
-/// [any] The rows that this processor can run, from narrow to wide.
-std::vector<KernelRow> UsableRows();
+/// [any] The sets that this processor can run, from narrow to wide.
+std::vector<InstructionSet> UsableInstructionSets();
 
-/// [any] The row in use: what was selected last; before that the usable row that the environment variable
+/// [any] The set in use: what was selected last; before that the usable one that the environment variable
 /// KALMARBLE_KERNELS names, so that support can rule out a kernel on a player's machine; else the widest usable one.
-KernelRow SelectedRow();
+InstructionSet ActiveInstructionSet();
 
-/// [any] Makes a usable row the one in use for the whole process: for tests and benchmarks. Transforms take their
+/// [any] Makes a usable set the one in use for the whole process: for tests and benchmarks. Transforms take their
 /// kernels when they are planned.
-void SelectRow(KernelRow row);
+void SelectInstructionSet(InstructionSet set);
 
 } // namespace qfft::cpu

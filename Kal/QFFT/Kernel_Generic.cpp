@@ -10,10 +10,10 @@ void GenericStage(const Stage<T>& stage, const T* inReal, const T* inImag, T* ou
 {
     const std::size_t stride = stage.stride, count = stage.count;
     for (std::size_t p = 0; p < count; ++p) {
-        Complex<T> turns[radix]; // the tables leave out p = 0, where all twiddles are 1
+        Complex<T> twiddles[radix]; // the tables leave out p = 0, where all twiddles are 1
         for (unsigned j = 1; j < radix; ++j) {
             const std::size_t end = 2 * ((j - 1) * count + p); // of this p's twiddle
-            turns[j] = p == 0 ? Complex<T>{1, 0} : Complex<T>{stage.twiddles[end - 2], stage.twiddles[end - 1]};
+            twiddles[j] = p == 0 ? Complex<T>{1, 0} : Complex<T>{stage.twiddles[end - 2], stage.twiddles[end - 1]};
         }
         for (std::size_t q = 0; q < stride; ++q) {
             Complex<T> x[radix];
@@ -24,8 +24,8 @@ void GenericStage(const Stage<T>& stage, const T* inReal, const T* inImag, T* ou
             Butterfly<T>(x);
             for (unsigned j = 0; j < radix; ++j) {
                 const std::size_t to = q + stride * (radix * p + j);
-                outReal[to] = j == 0 ? x[j].re : x[j].re * turns[j].re + x[j].im * turns[j].im;
-                outImag[to] = j == 0 ? x[j].im : x[j].im * turns[j].re - x[j].re * turns[j].im;
+                outReal[to] = j == 0 ? x[j].re : x[j].re * twiddles[j].re + x[j].im * twiddles[j].im;
+                outImag[to] = j == 0 ? x[j].im : x[j].im * twiddles[j].re - x[j].re * twiddles[j].im;
             }
         }
     }

@@ -55,28 +55,28 @@ AlignedVector<float> PackTwiddles(const Stage<float>& stage, unsigned lanes)
     return packed;
 }
 
-struct Row {
-    cpu::KernelRow row;
+struct Finder {
+    cpu::InstructionSet set;
     SimdKernel (*find)(const Stage<float>& stage);
 };
 
 // From wide to narrow.
-constexpr Row rows[] = {
-    {cpu::KernelRow::Avx2, FindAvx2Kernel},
-    {cpu::KernelRow::Sse2, FindSse2Kernel},
+constexpr Finder finders[] = {
+    {cpu::InstructionSet::Avx2, FindAvx2Kernel},
+    {cpu::InstructionSet::Sse2, FindSse2Kernel},
 };
 
-/// The kernel for a stage of the widest row up to `widest` that has one.
-SimdKernel FindKernelUpTo(cpu::KernelRow widest, const Stage<float>& stage)
+/// The kernel for a stage of the widest instruction set up to `widest` that has one.
+SimdKernel FindKernelUpTo(cpu::InstructionSet widest, const Stage<float>& stage)
 {
-    for (const Row& row : rows)
-        if (row.row <= widest)
-            if (const SimdKernel found = row.find(stage); found.kernel) return found;
+    for (const Finder& finder : finders)
+        if (finder.set <= widest)
+            if (const SimdKernel found = finder.find(stage); found.kernel) return found;
     return {};
 }
 
 /// Turns a radix-4 stage and the radix-2 one after it, if they are the last, into one pass over the data.
-void FuseLastStages(std::vector<Stage<float>>& stages, cpu::KernelRow widest)
+void FuseLastStages(std::vector<Stage<float>>& stages, cpu::InstructionSet widest)
 {
     if (stages.size() < 2) return;
     const Stage<float>& first = stages.end()[-2];
@@ -95,7 +95,7 @@ SimdKernel FindSse2Kernel(const Stage<float>& stage)
 
 std::vector<AlignedVector<float>> UseSimdKernels(std::vector<Stage<float>>& stages)
 {
-    const cpu::KernelRow widest = cpu::SelectedRow();
+    const cpu::InstructionSet widest = cpu::ActiveInstructionSet();
     FuseLastStages(stages, widest);
     std::vector<AlignedVector<float>> packed;
     for (Stage<float>& stage : stages) {

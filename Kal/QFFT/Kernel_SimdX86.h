@@ -10,14 +10,4 @@ namespace qfft {
 /// twiddles in the order of the new kernels, to which the stages then point.
 std::vector<AlignedVector<float>> UseSimdKernels(std::vector<Stage<float>>& stages);
 
-/// A vector kernel for a stage: none if `kernel` is null.
-struct SimdKernel {
-    StageKernel<float> kernel;
-    unsigned twiddleLanes; ///< how many twiddles it reads as one vector: all its lanes, or 1
-};
-
-/// [any] What one row has for a stage.
-SimdKernel FindSse2Kernel(const Stage<float>& stage);
-SimdKernel FindAvx2Kernel(const Stage<float>& stage);
-
 } // namespace qfft

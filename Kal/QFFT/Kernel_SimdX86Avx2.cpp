@@ -1,5 +1,4 @@
 // Compiled for AVX2 and FMA; called only where the processor has both.
-#include "Kal/QFFT/Kernel_SimdX86.h"
 #include "Kal/QFFT/SimdStages.h"
 
 #include <immintrin.h>

@@ -1,7 +1,9 @@
 #pragma once
 
 #include "Kal/QFFT/Butterfly.h"
-#include "Kal/QFFT/Kernel_SimdX86.h"
+#include "Kal/QFFT/SimdKernel.h"
+
+#include <cstddef>
 
 namespace qfft {
 
@@ -26,7 +28,7 @@ inline void Store(float* real, float* imag, std::size_t i, Complex<V> x)
 
 /// x times the conjugate of w.
 template<class V>
-inline Complex<V> Turned(Complex<V> x, Complex<V> w)
+inline Complex<V> TimesConjugate(Complex<V> x, Complex<V> w)
 {
     return {MultiplyAdd(x.re, w.re, x.im * w.im), MultiplySubtract(x.im, w.re, x.re * w.im)};
 }
@@ -38,18 +40,19 @@ void WideStage(const Stage<float>& stage, const float* inReal, const float* inIm
 {
     const std::size_t stride = stage.stride, count = isLast ? 1 : stage.count;
     for (std::size_t p = 0; p < count; ++p) {
-        Complex<V> turns[radix];
+        Complex<V> twiddles[radix];
         if constexpr (!isLast) {
-            const float* twiddles = stage.twiddles + 2 * (radix - 1) * p;
+            const float* from = stage.twiddles + 2 * (radix - 1) * p;
             for (unsigned j = 1; j < radix; ++j)
-                turns[j] = {V::Broadcast(twiddles + 2 * j - 2), V::Broadcast(twiddles + 2 * j - 1)};
+                twiddles[j] = {V::Broadcast(from + 2 * j - 2), V::Broadcast(from + 2 * j - 1)};
         }
         for (std::size_t q = 0; q < stride; q += V::kLanes) {
             Complex<V> x[radix];
             for (unsigned k = 0; k < radix; ++k) x[k] = Load<V>(inReal, inImag, q + stride * (p + k * count));
             Butterfly<float>(x);
             for (unsigned j = 0; j < radix; ++j)
-                Store(outReal, outImag, q + stride * (radix * p + j), isLast || j == 0 ? x[j] : Turned(x[j], turns[j]));
+                Store(outReal, outImag, q + stride * (radix * p + j),
+                      isLast || j == 0 ? x[j] : TimesConjugate(x[j], twiddles[j]));
         }
     }
 }
@@ -66,7 +69,7 @@ void NarrowStage(const Stage<float>& stage, const float* inReal, const float* in
         for (unsigned k = 0; k < 4; ++k) x[k] = Load<V>(inReal, inImag, i + k * quarter);
         Butterfly<float>(x);
         for (unsigned j = 1; j < 4; ++j)
-            x[j] = Turned(x[j], Load<V>(twiddles, twiddles + V::kLanes, 2 * (j - 1) * V::kLanes));
+            x[j] = TimesConjugate(x[j], Load<V>(twiddles, twiddles + V::kLanes, 2 * (j - 1) * V::kLanes));
         V::template StoreInterleaved<stride>(outReal + 4 * i, x[0].re, x[1].re, x[2].re, x[3].re);
         V::template StoreInterleaved<stride>(outImag + 4 * i, x[0].im, x[1].im, x[2].im, x[3].im);
     }

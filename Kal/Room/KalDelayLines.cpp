@@ -8,8 +8,6 @@
 
 namespace kal {
 
-using internals::SaturatedFloor;
-
 DelayRing::DelayRing(float maxDelay, int spare) : size(SaturatedFloor(maxDelay))
 {
     KAL_ASSERT("Kal/KalUtils", this->delay <= this->size);

@@ -1,12 +1,17 @@
 #pragma once
 
+#include "Kal/Base/KalInternals.h"
+#include "Kal/QFFT/Assert.h"
+
+#include <algorithm>
+#include <array>
 #include <cstddef>
 #include <vector>
 
 namespace kal {
 
-/// What the delay lines share: a ring and a whole number of frames to look back. Each writes a frame before it reads,
-/// so a requested delay of 0 has no latency. One thread at a time; only construction allocates.
+/// What the delay lines but the reverb's share: a ring and a whole number of frames to look back. Each writes a frame
+/// before it reads, so a requested delay of 0 has no latency. One thread at a time; only construction allocates.
 class DelayRing {
 protected:
     /// @param maxDelay frames, its whole part is `size`  @param spare frames kept beyond `size`
@@ -56,6 +61,66 @@ public:
     /// [render] Delays a block, exactly as sample by sample.
     void Process(unsigned numFrames, const float* in, float* out);
 };
+
+/// Delay of one of a reverb's lines, by a whole number of frames: a fixed ring whose length, a power of two, makes
+/// wrapping a mask. Frames are read before the frame of the same time is written, so a delay of d lags by d frames.
+class ReverbDelayLine {
+public:
+    static constexpr int size = 32768; ///< frames; the longest delay
+
+    /// [control] Asserts "this->delay > 0" and "this->delay <= size".
+    /// @param initialDelay frames; the delay is one more than its whole part
+    /// @param firstIndex where writing starts, 0 ... size - 1; of no effect on the sound
+    ReverbDelayLine(float initialDelay, int firstIndex) : writeIndex(firstIndex)
+    {
+        SetDelay(SaturatedFloor(initialDelay) + 1);
+    }
+
+    /// [render] Moves the reading point; what is in the ring stays. Asserts as the constructor does.
+    void SetDelay(int frames)
+    {
+        delay = frames;
+        KAL_ASSERT("Kal/KalInternals", this->delay > 0);
+        KAL_ASSERT("Kal/KalInternals", this->delay <= size);
+    }
+
+    int Delay() const { return delay; }
+
+    float Read() const { return ring[ReadIndex()]; }
+
+    void Write(float x)
+    {
+        ring[writeIndex] = x;
+        Advance(1);
+    }
+
+    /// [render] The next frames to read and to write, for FramesToWrap() frames: for loops over many frames, which end
+    /// with Advance().
+    const float* ReadPointer() const { return &ring[ReadIndex()]; }
+    float* WritePointer() { return &ring[writeIndex]; }
+    int FramesToWrap() const { return size - std::max(writeIndex, ReadIndex()); }
+    void Advance(int frames) { writeIndex = (writeIndex + frames) & (size - 1); }
+
+    /// [render] The largest magnitude among the last `frames` written, 0 ... size.
+    float WrittenPeak(int frames) const
+    {
+        const int early = std::max(frames - writeIndex, 0); // those before the wrap
+        return std::max(Peak(static_cast<std::size_t>(early), ring.data() + size - early),
+                        Peak(static_cast<std::size_t>(frames - early), ring.data() + writeIndex - (frames - early)));
+    }
+
+    /// [render] Forgets past input; the delay stays.
+    void Mute() { ring.fill(0.0f); }
+
+private:
+    int ReadIndex() const { return (writeIndex - delay) & (size - 1); }
+
+    std::array<float, size> ring{};
+    int writeIndex;
+    int delay;
+};
+
+// The two fractional lines take no part in the engine and are kept on purpose.
 
 /// Delay by a fraction, y[n] = (1 - f) x[n - k] + f x[n - k - 1] with k = floor(d), f = d - k: exact in delay at low
 /// frequencies, a gentle low-pass at high ones.

@@ -11,8 +11,6 @@ namespace kal {
 
 namespace {
 
-using internals::SaturatedFloor;
-
 // Sixteen writes a frame to the same index of rings of 128 KB would all fall into one cache set: each ring begins four
 // cache lines further on.
 constexpr int kIndexStagger = 64;
@@ -27,7 +25,7 @@ const std::vector<int>& EnsurePrimeList()
 {
     static const std::vector<int> primes = [] {
         std::vector<int> list{2, 3};
-        for (int candidate = 5; list.back() <= internals::ExactDelayLine::size; candidate += 2) {
+        for (int candidate = 5; list.back() <= ReverbDelayLine::size; candidate += 2) {
             const auto divides = [&](int p) { return candidate % p == 0; };
             const auto end = std::find_if(list.begin(), list.end(), [&](int p) { return p * p > candidate; });
             if (std::none_of(list.begin(), end, divides)) list.push_back(candidate);
@@ -178,7 +176,7 @@ std::array<float, Reverb::kNumTaps> Reverb::ProcessSample(float x)
 
 void Reverb::Process(unsigned numFrames, const float* in, int firstTap, int secondTap, float* first, float* second)
 {
-    const int numLanes = kernels::SelectedRow().numLanes;
+    const int numLanes = kernels::ActiveTable().numLanes;
     while (numFrames > 0) {
         int run = RunLength(numFrames, numLanes);
         if (run > 0) {
@@ -186,7 +184,7 @@ void Reverb::Process(unsigned numFrames, const float* in, int firstTap, int seco
             OutputTap(firstTap, run, first);
             OutputTap(secondTap, run, second);
             FinishRun(run);
-        } else { // across a seam, or fewer frames than lanes
+        } else { // across a wrap, or fewer frames than lanes
             const auto out = ProcessSample(*in);
             *first = out[firstTap];
             *second = out[secondTap];
@@ -199,12 +197,12 @@ void Reverb::Process(unsigned numFrames, const float* in, int firstTap, int seco
     }
 }
 
-/// How many frames, a multiple of numLanes, can be advanced before a line meets its seam.
+/// How many frames, a multiple of numLanes, can be advanced before a line wraps.
 int Reverb::RunLength(unsigned numFrames, int numLanes) const
 {
     if (delayLines[0]->Delay() < numLanes) return 0; // the shortest one
     int run = static_cast<int>(std::min<unsigned>(numFrames, Line::size));
-    for (const auto& line : delayLines) run = std::min(run, line->FramesToSeam());
+    for (const auto& line : delayLines) run = std::min(run, line->FramesToWrap());
     return run - run % numLanes;
 }
 
@@ -218,7 +216,7 @@ void Reverb::AdvanceRun(int numFrames, const float* in)
     }
     run.feedbackGain = feedbackGain;
     run.lpfCoef = lpfCoef;
-    kernels::SelectedRow().advanceNetwork(run, numFrames, in);
+    kernels::ActiveTable().advanceNetwork(run, numFrames, in);
     std::copy(std::begin(run.dampState), std::end(run.dampState), dampState.begin());
 }
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Kal/Base/KalInternals.h"
+#include "Kal/Room/KalDelayLines.h"
 
 #include <array>
 #include <memory>
@@ -41,7 +41,8 @@ public:
     void SetHFReverbTimeRatio(float ratio, float frequency);
 
     /// [render] Makes the parameters set before take effect, between two samples. What is in the lines stays. Costs
-    /// nothing when no parameter has changed. Asserts that the lines fit and that the damping is one.
+    /// nothing when no parameter has changed. Asserts that the lines fit and that the damping coefficient lies within 0
+    /// ... 1.
     void Update();
 
     /// [render] Advances by one sample.
@@ -60,7 +61,7 @@ public:
     void Mute();
 
 private:
-    using Line = internals::ExactDelayLine;
+    using Line = ReverbDelayLine;
 
     static std::array<int, kNumLines> LineDelays(float size, float delayRange, float samplingRate);
 

@@ -1,5 +1,6 @@
 #include "Kal/Room/KalSendNetwork.h"
 
+#include "Kal/Base/KalConstants.h"
 #include "Kal/Base/KalInternals.h"
 
 #include <algorithm>
@@ -8,10 +9,6 @@
 namespace kal {
 
 namespace {
-
-using internals::kSilence;
-using internals::kSpan;
-using internals::SoundOrZero;
 
 using Span = std::array<float, kSpan>;
 
@@ -24,7 +21,7 @@ struct Character {
     float size;    ///< s, the largest that rooms are given
 };
 
-constexpr Character kShort{1.65f, 0.9f, 0.001f}, kMid{1.8f, 0.95f, 0.013f}, kLong{1.65f, 0.8f, 0.036f};
+constexpr Character kShort{1.65f, 0.9f, kShortSize}, kMid{1.8f, 0.95f, kMidSize}, kLong{1.65f, 0.8f, kLongSize};
 constexpr float kHfReference = 8000.0f;
 
 /// x, or 0 when it is negative or not a number.
@@ -48,13 +45,13 @@ void Set(ExactDelayLine& line, float samplingRate, const ReverbSetting& setting)
     line.SetDelay(std::min(samplingRate * AtLeastZero(setting.preDelay), std::floor(samplingRate) - 1.0f));
 }
 
-/// Clears a state that is not finite.
-void Heal(float& state)
+/// Clears a state that is not finite, which nothing else would ever end.
+void ClearNonFinite(float& state)
 {
     if (!std::isfinite(state)) state = 0.0f;
 }
 
-void Heal(Reverb& reverb)
+void ClearNonFinite(Reverb& reverb)
 {
     if (!reverb.IsFinite()) reverb.Mute();
 }
@@ -85,13 +82,13 @@ struct Band {
     }
 };
 
-/// The gain of every frame, which moves a tenth of the way to the target after each; `gain` is moved on. Rounding stops
+/// The smoothed gain of every frame; `gain` is moved on. Rounding stops
 /// the movement after some 160 frames, from where on the gain stays.
-void Glide(unsigned numFrames, float target, float& gain, float* gains)
+void SmoothGain(unsigned numFrames, float target, float& gain, float* gains)
 {
     for (unsigned i = 0; i < numFrames; ++i) {
         gains[i] = gain;
-        const float next = gain + (target - gain) * 0.1f;
+        const float next = gain + (target - gain) * kGainStep;
         if (next == gain) return std::fill(gains + i, gains + numFrames, gain);
         gain = next;
     }
@@ -127,8 +124,9 @@ void SendNetwork::Render(unsigned numFrames, const ReverbSettings& settings, con
                          float* mix)
 {
     Configure(settings);
-    ClearWhatIsNotFinite();
-    const Levels levels{SoundOrZero(settings[0].level), SoundOrZero(settings[1].level), SoundOrZero(settings[2].level)};
+    ClearNonFiniteStates();
+    const Levels levels{UsableOrZero(settings[0].level), UsableOrZero(settings[1].level),
+                        UsableOrZero(settings[2].level)};
     for (unsigned done = 0; done < numFrames; done += kSpan)
         RenderSpan(std::min(kSpan, numFrames - done), levels, reverbSend + done, lowSend + done, mix + 2 * done);
 }
@@ -143,32 +141,33 @@ void SendNetwork::Configure(const ReverbSettings& settings)
     Set(delayShort, samplingRate, settings[0]);
 }
 
-void SendNetwork::ClearWhatIsNotFinite()
+void SendNetwork::ClearNonFiniteStates()
 {
-    for (float* state : {&fastLong, &fastMid, &slowLong, &slowMid, &gainLong, &gainMid, &gainShort}) Heal(*state);
-    for (Reverb* reverb : {&reverbLong, &reverbMid, &reverbShort}) Heal(*reverb);
+    for (float* state : {&fastLong, &fastMid, &slowLong, &slowMid, &gainLong, &gainMid, &gainShort})
+        ClearNonFinite(*state);
+    for (Reverb* reverb : {&reverbLong, &reverbMid, &reverbShort}) ClearNonFinite(*reverb);
 }
 
 // Once nothing has come in or gone around for longer than anything is kept, nothing can come out.
 bool SendNetwork::IsAsleep() const
 {
-    return quietFrames > static_cast<unsigned>(samplingRate) + internals::ExactDelayLine::size;
+    return quietFrames > static_cast<unsigned>(samplingRate) + ReverbDelayLine::size;
 }
 
 void SendNetwork::RenderSpan(unsigned numFrames, const Levels& levels, const float* reverbSend, float* lowSend,
                              float* mix)
 {
     alignas(64) Span gainsShort, gainsMid, gainsLong;
-    Glide(numFrames, levels.shortLevel, gainShort, gainsShort.data());
-    Glide(numFrames, levels.midLevel, gainMid, gainsMid.data());
-    Glide(numFrames, levels.longLevel, gainLong, gainsLong.data());
+    SmoothGain(numFrames, levels.shortLevel, gainShort, gainsShort.data());
+    SmoothGain(numFrames, levels.midLevel, gainMid, gainsMid.data());
+    SmoothGain(numFrames, levels.longLevel, gainLong, gainsLong.data());
 
-    const bool isSilent = internals::Peak(numFrames, reverbSend) == 0.0f;
+    const bool isSilent = Peak(numFrames, reverbSend) == 0.0f;
     if (!isSilent) quietFrames = 0;
     if (IsAsleep()) return;
 
     alignas(64) Span x, y, z, shortLeft, shortRight, midLeft, midRight, longLeft, longRight;
-    for (unsigned i = 0; i < numFrames; ++i) x[i] = SoundOrZero(reverbSend[i]);
+    for (unsigned i = 0; i < numFrames; ++i) x[i] = UsableOrZero(reverbSend[i]);
 
     delayShort.Process(numFrames, x.data(), y.data());
     reverbShort.Process(numFrames, y.data(), 0, 2, shortLeft.data(), shortRight.data());
@@ -197,8 +196,8 @@ void SendNetwork::RenderSpan(unsigned numFrames, const Levels& levels, const flo
     }
 
     if (!isSilent) return;
-    const bool isQuiet = reverbShort.WrittenPeak(numFrames) < kSilence && reverbMid.WrittenPeak(numFrames) < kSilence &&
-                         reverbLong.WrittenPeak(numFrames) < kSilence;
+    const bool isQuiet = reverbShort.WrittenPeak(numFrames) < kDecayed && reverbMid.WrittenPeak(numFrames) < kDecayed &&
+                         reverbLong.WrittenPeak(numFrames) < kDecayed;
     quietFrames = isQuiet ? quietFrames + numFrames : 0;
 }
 

@@ -23,7 +23,7 @@ public:
     ///
     /// A setting applies from the first frame; its level is approached by a tenth of the distance every frame. Numbers
     /// that no reverb can follow count as the nearest that one can, NaN as 0; sizes must fit the lines (CanServe()).
-    /// Samples that are no sound count as 0, and what is still not finite after a block is cleared before the next.
+    /// Samples that are not usable count as 0, and what is still not finite after a block is cleared before the next.
     /// Blocks of any division give the same output.
     /// @param settings of the short, the middle and the long reverb  @param reverbSend numFrames
     /// @param lowSend numFrames  @param mix numFrames of interleaved stereo
@@ -37,7 +37,7 @@ private:
     struct Levels;
 
     void Configure(const ReverbSettings& settings);
-    void ClearWhatIsNotFinite();
+    void ClearNonFiniteStates();
     void RenderSpan(unsigned numFrames, const Levels& levels, const float* reverbSend, float* lowSend, float* mix);
 
     float samplingRate;

@@ -57,22 +57,22 @@ RealFFT::RealFFT(int points)
       size(points),
       forward(CreateSetup(false, points)),
       backward(CreateSetup(true, points)),
-      turns(std::make_shared<const Turns>(points))
+      twiddles(std::make_shared<const Twiddles>(points))
 {
 }
 
-// The turns are -i w^k, k = 1 ... size / 2, w = exp(-i pi / size). Four run side by side, each on its own chain of
+// The twiddles are -i w^k, k = 1 ... size / 2, w = exp(-i pi / size). Four run side by side, each on its own chain of
 // products with w^4: a chain of single steps would gather four times the rounding.
-RealFFT::Turns::Turns(int size) : real(size / 2), imag(size / 2)
+RealFFT::Twiddles::Twiddles(int size) : real(size / 2), imag(size / 2)
 {
     const std::complex<float> step(std::cos(-3.1415927f / size), std::sin(-3.1415927f / size));
     const std::complex<float> squared = Product(step, step), advance = Product(squared, squared);
     for (int first = 0; first < 4; ++first) {
-        std::complex<float> turn(0.0f, -1.0f);
-        for (int i = 0; i <= first; ++i) turn = Product(turn, step);
-        for (int i = first; i < size / 2; i += 4, turn = Product(turn, advance)) {
-            real.Data()[i] = turn.real();
-            imag.Data()[i] = turn.imag();
+        std::complex<float> twiddle(0.0f, -1.0f);
+        for (int i = 0; i <= first; ++i) twiddle = Product(twiddle, step);
+        for (int i = first; i < size / 2; i += 4, twiddle = Product(twiddle, advance)) {
+            real.Data()[i] = twiddle.real();
+            imag.Data()[i] = twiddle.imag();
         }
     }
 }
@@ -82,8 +82,8 @@ RealFFT::Turns::Turns(int size) : real(size / 2), imag(size / 2)
 // ones.
 void RealFFT::ForwardTransform(float* outReal, float* outImag, const float* input)
 {
-    const kernels::Row& row = kernels::SelectedRow();
-    row.deinterleave(size, input, even.Data(), odd.Data());
+    const kernels::Table& table = kernels::ActiveTable();
+    table.deinterleave(size, input, even.Data(), odd.Data());
     const float *zReal = spectrumReal.Data(), *zImag = spectrumImag.Data();
     forward->Transform({even.Data(), odd.Data(), spectrumReal.Data(), spectrumImag.Data()});
 
@@ -91,7 +91,8 @@ void RealFFT::ForwardTransform(float* outReal, float* outImag, const float* inpu
     outImag[0] = 0.0f;
     outReal[size] = (zReal[0] - zImag[0]) * 0.5f;
     outImag[size] = 0.0f;
-    row.turnPairs({size, zReal, zImag, turns->real.Data(), turns->imag.Data(), 1.0f, 0.25f, outReal, outImag});
+    table.twiddlePairs(
+        {size, zReal, zImag, twiddles->real.Data(), twiddles->imag.Data(), 1.0f, 0.25f, outReal, outImag});
 }
 
 void RealFFT::BackwardTransform(float* output, const float* inReal, const float* inImag)
@@ -99,8 +100,8 @@ void RealFFT::BackwardTransform(float* output, const float* inReal, const float*
     float *zReal = spectrumReal.Data(), *zImag = spectrumImag.Data();
     zReal[0] = inReal[0] + inReal[size];
     zImag[0] = inReal[0] - inReal[size];
-    kernels::SelectedRow().turnPairs(
-        {size, inReal, inImag, turns->real.Data(), turns->imag.Data(), -1.0f, 1.0f, zReal, zImag});
+    kernels::ActiveTable().twiddlePairs(
+        {size, inReal, inImag, twiddles->real.Data(), twiddles->imag.Data(), -1.0f, 1.0f, zReal, zImag});
     backward->Transform({zReal, zImag, even.Data(), odd.Data()});
     for (int i = 0; i < size; ++i) {
         output[2 * i] = even.Data()[i];

@@ -26,9 +26,9 @@ public:
     void BackwardTransform(float* output, const float* inReal, const float* inImag);
 
 private:
-    /// What the bins of the two halves are turned by, for bins 1 ... size / 2.
-    struct Turns {
-        explicit Turns(int size);
+    /// What the bins of the two halves are multiplied by, for bins 1 ... size / 2.
+    struct Twiddles {
+        explicit Twiddles(int size);
         AlignedArray real, imag;
     };
 
@@ -36,7 +36,7 @@ private:
     AlignedArray spectrumReal, spectrumImag;
     int size;
     std::shared_ptr<const qfft::FFTSetup> forward, backward;
-    std::shared_ptr<const Turns> turns;
+    std::shared_ptr<const Twiddles> twiddles;
 };
 
 /// The bins of a real transform.
@@ -44,6 +44,9 @@ struct Spectrum {
     explicit Spectrum(int bins) : real(bins), imag(bins) {}
     AlignedArray real, imag;
 };
+
+// The convolvers below are the plain form of what a direction does, kept on purpose: the engine builds four that take
+// no part in its output, and tests hold the one that does the work against them, which is ConvolverBank.
 
 /// Uniform overlap-add convolution of one signal with Responses impulse responses of equal length: blocks as long as
 /// the responses, transforms twice as long. The output lags the input by one block and is half the linear convolution:

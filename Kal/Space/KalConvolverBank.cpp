@@ -1,5 +1,6 @@
 #include "Kal/Space/KalConvolverBank.h"
 
+#include "Kal/Base/KalConstants.h"
 #include "Kal/Kernels/KalKernels.h"
 #include "Kal/Kernels/KalVectorKernels.h"
 
@@ -9,48 +10,48 @@
 namespace kal {
 namespace {
 
-// -200 dB: a block that is nowhere louder counts as silent. So does one of NaN alone.
-constexpr float kSilence = 1e-10f;
-
+// A block that is nowhere louder than inaudible counts as silent. So does one of NaN alone.
 bool Sounds(const float* begin, const float* end)
 {
-    return std::any_of(begin, end, [](float x) { return std::fabs(x) > kSilence; });
+    return std::any_of(begin, end, [](float x) { return std::fabs(x) > kInaudible; });
 }
 
 } // namespace
 
-ConvolverBank::ConvolverBank(int length, unsigned numSums) : fft(length), blockLength(length)
+ConvolverBank::ConvolverBank(int length, unsigned numAccumulators) : fft(length), blockLength(length)
 {
-    sums.reserve(numSums);
-    for (unsigned i = 0; i < numSums; ++i) sums.emplace_back(*this);
+    accumulators.reserve(numAccumulators);
+    for (unsigned i = 0; i < numAccumulators; ++i) accumulators.emplace_back(*this);
 }
 
 void ConvolverBank::Reserve(int frames)
 {
-    for (Sum& sum : sums) sum.Reserve(static_cast<std::size_t>(frames) / blockLength + 1);
+    for (Accumulator& accumulator : accumulators)
+        accumulator.Reserve(static_cast<std::size_t>(frames) / blockLength + 1);
 }
 
 void ConvolverBank::BeginRender(int frames)
 {
     if (NumBlocks() > 0) {
-        for (Sum& sum : sums) {
-            sum.former.Swap(sum.latest);
-            sum.latest.Clear();
+        for (Accumulator& accumulator : accumulators) {
+            accumulator.previousTail.Swap(accumulator.currentTail);
+            accumulator.currentTail.Clear();
         }
     }
     position = (position + numFrames) % blockLength;
     numFrames = frames;
 }
 
-void ConvolverBank::AddFormer(float* out) const
+void ConvolverBank::AddPreviousTails(float* out) const
 {
     const unsigned count = 2 * std::min(blockLength - position, numFrames);
-    for (const Sum& sum : sums) Accumulate(count, out, sum.former.Data() + 2 * position);
+    for (const Accumulator& accumulator : accumulators)
+        Accumulate(count, out, accumulator.previousTail.Data() + 2 * position);
 }
 
-ConvolverBank::Sum& ConvolverBank::SumOf(unsigned index)
+ConvolverBank::Accumulator& ConvolverBank::AccumulatorOf(unsigned worker)
 {
-    return sums[index];
+    return accumulators[worker];
 }
 
 StereoSpectrum::StereoSpectrum(int bins) : stride((bins + 15) / 16 * 16), parts(4 * stride) {}
@@ -65,15 +66,15 @@ ConvolverBank::Responses::Responses(ConvolverBank& bank, const float* left, cons
     }
 }
 
-ConvolverBank::Signal::Signal(const ConvolverBank& owner) : bank(owner), samples(2 * owner.blockLength) {}
+ConvolverBank::Input::Input(const ConvolverBank& owner) : bank(owner), samples(2 * owner.blockLength) {}
 
-void ConvolverBank::Signal::Reserve(int frames)
+void ConvolverBank::Input::Reserve(int frames)
 {
     samples.resize(2 * static_cast<std::size_t>(bank.blockLength) + static_cast<std::size_t>(frames));
 }
 
 // Ends a block, the second half of a window. Returns false if there is nothing in all of the window.
-bool ConvolverBank::Signal::FinishBlock(float* window)
+bool ConvolverBank::Input::FinishBlock(float* window)
 {
     float *block = window + bank.blockLength, *end = block + bank.blockLength;
     const bool rings = blocksToCome > 1;
@@ -83,7 +84,7 @@ bool ConvolverBank::Signal::FinishBlock(float* window)
     return sounds || rings;
 }
 
-void ConvolverBank::Signal::EndRender()
+void ConvolverBank::Input::EndRender()
 {
     const float* begin = samples.data() + std::size_t{bank.NumBlocks()} * bank.blockLength;
     const float* present = begin + bank.blockLength;
@@ -95,44 +96,44 @@ void ConvolverBank::Signal::EndRender()
         std::copy(begin, end, samples.data());
 }
 
-ConvolverBank::Sum::Sum(const ConvolverBank& owner)
+ConvolverBank::Accumulator::Accumulator(const ConvolverBank& owner)
     : bank(owner),
       fft(owner.fft),
       spectrum(owner.blockLength + 1),
       window(2 * owner.blockLength),
       output(2 * owner.blockLength),
-      former(2 * owner.blockLength),
-      latest(2 * owner.blockLength)
+      previousTail(2 * owner.blockLength),
+      currentTail(2 * owner.blockLength)
 {
-    former.Clear();
-    latest.Clear();
+    previousTail.Clear();
+    currentTail.Clear();
 }
 
-void ConvolverBank::Sum::Reserve(std::size_t numBlocks)
+void ConvolverBank::Accumulator::Reserve(std::size_t numBlocks)
 {
     while (spectra.size() < numBlocks) spectra.emplace_back(bank.blockLength + 1).Clear();
 }
 
-void ConvolverBank::Sum::Add(Signal& signal, const Responses& responses, bool swapEars)
+void ConvolverBank::Accumulator::Add(Input& input, const Responses& responses, bool swapEars)
 {
-    const kernels::Row& row = kernels::SelectedRow();
+    const kernels::Table& table = kernels::ActiveTable();
     const StereoSpectrum& filter = responses.spectrum;
     for (unsigned i = 0; i < bank.NumBlocks(); ++i) {
-        float* from = signal.samples.data() + std::size_t{i} * bank.blockLength;
-        if (!signal.FinishBlock(from)) continue;
+        float* from = input.samples.data() + std::size_t{i} * bank.blockLength;
+        if (!input.FinishBlock(from)) continue;
         fft.ForwardTransform(spectrum.real.Data(), spectrum.imag.Data(), from);
         StereoSpectrum& sum = spectra[i];
         const int ears[] = {swapEars ? 1 : 0, swapEars ? 0 : 1};
-        row.addProducts({bank.blockLength + 1,
-                         spectrum.real.Data(),
-                         spectrum.imag.Data(),
-                         {{filter.Real(0), filter.Imag(0), sum.Real(ears[0]), sum.Imag(ears[0])},
-                          {filter.Real(1), filter.Imag(1), sum.Real(ears[1]), sum.Imag(ears[1])}}});
+        table.addProducts({bank.blockLength + 1,
+                           spectrum.real.Data(),
+                           spectrum.imag.Data(),
+                           {{filter.Real(0), filter.Imag(0), sum.Real(ears[0]), sum.Imag(ears[0])},
+                            {filter.Real(1), filter.Imag(1), sum.Real(ears[1]), sum.Imag(ears[1])}}});
     }
-    signal.EndRender();
+    input.EndRender();
 }
 
-void ConvolverBank::Sum::Render(float* out)
+void ConvolverBank::Accumulator::Render(float* out)
 {
     const int length = bank.blockLength;
     const auto scale = static_cast<float>(1.0 / length);
@@ -145,7 +146,7 @@ void ConvolverBank::Sum::Render(float* out)
         }
         spectra[i].Clear();
         Accumulate(2 * std::min(length, bank.numFrames - frame), out + 2 * std::size_t(frame), output.Data());
-        if (i + 1 == bank.NumBlocks()) Accumulate(2 * length, latest.Data(), output.Data());
+        if (i + 1 == bank.NumBlocks()) Accumulate(2 * length, currentTail.Data(), output.Data());
     }
 }
 

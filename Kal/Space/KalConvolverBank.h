@@ -8,22 +8,22 @@
 namespace kal {
 
 /// Convolves any number of signals, each with its own pair of responses, and adds all of them up to one stereo signal.
-/// It yields what as many DualMiniConvolvers would, at less than half the cost: the blocks of all signals begin
-/// together, so their products are added up bin by bin, and only the sums are transformed back. It is not the outputs
-/// that overlap from block to block but the inputs (overlap-save): what is past stays with each signal, and so any
-/// signals may be summed together.
+/// This is what the directions of a spatializer go through. It yields what as many DualMiniConvolvers would, at less
+/// than half the cost: the blocks of all inputs begin together, so their products are accumulated bin by bin, and only
+/// the sums are transformed back. It is not the outputs that overlap from block to block but the inputs (overlap-save):
+/// what is past stays with each input, and so any inputs may share an accumulator.
 ///
 /// The responses of a bank are as long as its blocks, which is also its delay. The blocks that are rendered may have
 /// any length; none or several of the bank's own may end in one.
 class ConvolverBank {
 public:
     class Responses;
-    class Signal;
-    class Sum;
+    class Input;
+    class Accumulator;
 
-    /// [control] Sets the length of responses and blocks and the number of sums that may be formed at once, by as many
-    /// threads. Asserts that the length is a power of two.
-    ConvolverBank(int length, unsigned numSums);
+    /// [control] Sets the length of responses and blocks and the number of accumulators, one for each thread that
+    /// renders. Asserts that the length is a power of two.
+    ConvolverBank(int length, unsigned numAccumulators);
 
     ConvolverBank(const ConvolverBank&) = delete;
     ConvolverBank& operator=(const ConvolverBank&) = delete;
@@ -38,11 +38,11 @@ public:
     int NumFrames() const { return numFrames; }
 
     /// [render] Adds to out, interleaved stereo, what is still to come of the bank's blocks that ended before: once for
-    /// each block that is rendered, beside the sums.
-    void AddFormer(float* out) const;
+    /// each block that is rendered, beside the accumulators.
+    void AddPreviousTails(float* out) const;
 
-    /// [render] One of the sums.
-    Sum& SumOf(unsigned index);
+    /// [render] The accumulator of a worker.
+    Accumulator& AccumulatorOf(unsigned worker);
 
 private:
     /// How many of the bank's blocks end in the block that is rendered.
@@ -52,7 +52,7 @@ private:
     int blockLength;
     int numFrames = 0; ///< of the block that is rendered
     int position = 0;  ///< frames of the bank's present block that came before those
-    std::vector<Sum> sums;
+    std::vector<Accumulator> accumulators;
 };
 
 /// The bins of two ears, each real and imaginary part on a cache line's boundary.
@@ -78,44 +78,44 @@ public:
     Responses(ConvolverBank& bank, const float* left, const float* right);
 
 private:
-    friend class Sum;
+    friend class Accumulator;
     StereoSpectrum spectrum;
 };
 
-/// One signal, with as much of its past as is still to be heard. It serves one thread at a time.
-class ConvolverBank::Signal {
+/// One input signal, with as much of its past as is still to be heard. It serves one thread at a time.
+class ConvolverBank::Input {
 public:
     /// [control]
-    explicit Signal(const ConvolverBank& owner);
+    explicit Input(const ConvolverBank& owner);
 
     /// [render] Makes room for blocks of up to so many frames.
     void Reserve(int frames);
 
-    /// [render] The frames of the block that is rendered: all of them are to be written before the signal is summed.
+    /// [render] The frames of the block that is rendered: all of them are to be written before it is accumulated.
     float* Frames() { return samples.data() + bank.blockLength + bank.position; }
 
     /// [render] False when the output to come is all zero unless more is put in.
     bool HasOutput() const { return hasOutput; }
 
 private:
-    friend class Sum;
+    friend class Accumulator;
     bool FinishBlock(float* window);
     void EndRender();
 
     const ConvolverBank& bank;
-    std::vector<float> samples; ///< the bank's former block, the present one so far, then Frames; zero without output
+    std::vector<float> samples; ///< the bank's previous block, the present one so far, then Frames; zero without output
     int blocksToCome = 0;       ///< how many of the bank's blocks the past will still be heard in
     bool hasOutput = false;
 };
 
-/// The sum of some signals. It serves one thread at a time.
-class ConvolverBank::Sum {
+/// The sum of some inputs' products, bin by bin. It serves one thread at a time.
+class ConvolverBank::Accumulator {
 public:
     /// [control]
-    explicit Sum(const ConvolverBank& owner);
+    explicit Accumulator(const ConvolverBank& owner);
 
-    /// [render] Adds a signal through its responses, with the ears swapped if asked for.
-    void Add(Signal& signal, const Responses& responses, bool swapEars);
+    /// [render] Adds an input through its responses, with the ears swapped if asked for.
+    void Add(Input& input, const Responses& responses, bool swapEars);
 
     /// [render] Adds the sound of the sum to out, interleaved stereo, and to what comes in the next block; then it is
     /// empty.
@@ -127,11 +127,11 @@ private:
 
     const ConvolverBank& bank;
     RealFFT fft;
-    Spectrum spectrum;                   ///< of a signal
+    Spectrum spectrum;                   ///< of an input
     std::vector<StereoSpectrum> spectra; ///< the sums, one for each of the bank's blocks
     AlignedArray window, output;
-    AlignedArray former; ///< stereo output of the last of the bank's blocks that ended before
-    AlignedArray latest; ///< and of the last that ends in this one
+    AlignedArray previousTail; ///< stereo output of the last of the bank's blocks that ended before
+    AlignedArray currentTail;  ///< and of the last that ends in this one
 };
 
 } // namespace kal

@@ -1,6 +1,8 @@
 #include "Kal/Space/KalSpatializer.h"
 
 #include "Kal/QFFT/Assert.h"
+#include "Kal/Space/KalSpatializerAngle.h"
+#include "Kal/Space/KalSpatializerSource.h"
 
 #include <algorithm>
 
@@ -35,12 +37,12 @@ void Spatializer::BeginRender(unsigned numFrames)
     if (numFrames > longestBlock) {
         for (const auto& ring : rings)
             for (const auto& angle : ring->angles)
-                for (Angle::Input& input : angle->inputs) input.signal.Reserve(frames);
+                for (Angle::SideInput& input : angle->inputs) input.signal.Reserve(frames);
         for (auto& [length, bank] : banks) bank.Reserve(frames);
         longestBlock = numFrames;
     }
     for (Angle* angle : enabledAngles)
-        for (Angle::Input& input : angle->inputs) input.used = false;
+        for (Angle::SideInput& input : angle->inputs) input.used = false;
     for (auto& [length, bank] : banks) bank.BeginRender(frames);
     blockSize = numFrames;
 }
@@ -51,7 +53,7 @@ unsigned Spatializer::PrepareEndRender()
     for (const auto& ring : rings) {
         for (const auto& angle : ring->angles) {
             bool enabled = false;
-            for (Angle::Input& input : angle->inputs) {
+            for (Angle::SideInput& input : angle->inputs) {
                 input.active = input.used || input.signal.HasOutput();
                 if (input.active && !input.used) std::fill_n(input.signal.Frames(), blockSize, 0.0f);
                 enabled = enabled || input.active;
@@ -66,7 +68,7 @@ unsigned Spatializer::NumActiveSides() const
 {
     unsigned sides = 0;
     for (const Angle* angle : enabledAngles)
-        for (const Angle::Input& input : angle->inputs) sides += input.active;
+        for (const Angle::SideInput& input : angle->inputs) sides += input.active;
     return sides;
 }
 
@@ -75,17 +77,17 @@ void Spatializer::EndRender(float* out, unsigned index, unsigned count, unsigned
     KAL_ASSERT(kSource, index < enabledAngles.size());
     const std::size_t end = std::min<std::size_t>(std::size_t{index} + count, enabledAngles.size());
     for (auto& [length, bank] : banks) {
-        if (index == 0) bank.AddFormer(out);
-        ConvolverBank::Sum& sum = bank.SumOf(worker);
+        if (index == 0) bank.AddPreviousTails(out);
+        ConvolverBank::Accumulator& accumulator = bank.AccumulatorOf(worker);
         for (std::size_t i = index; i < end; ++i) {
             Angle& angle = *enabledAngles[i];
             if (&angle.bank != &bank) continue;
             for (const Angle::Side side : {Angle::Direct, Angle::Mirrored}) {
-                Angle::Input& input = angle.inputs[side];
-                if (input.active) sum.Add(input.signal, angle.responses, side == Angle::Mirrored);
+                Angle::SideInput& input = angle.inputs[side];
+                if (input.active) accumulator.Add(input.signal, angle.responses, side == Angle::Mirrored);
             }
         }
-        sum.Render(out);
+        accumulator.Render(out);
     }
 }
 

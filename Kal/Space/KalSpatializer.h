@@ -1,15 +1,11 @@
 #pragma once
 
-#include "Kal/Base/KalTypes.h"
 #include "Kal/Space/KalConvolverBank.h"
 #include "Kal/Space/KalInterpolationHelper.h"
 
-#include <array>
-#include <atomic>
 #include <cstdint>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <vector>
 
 namespace kal {
@@ -70,70 +66,6 @@ private:
     unsigned blockSize = 0;
     unsigned longestBlock = 0; ///< that there is room for
     std::vector<Angle*> enabledAngles;
-};
-
-/// One measured direction.
-struct Spatializer::Angle {
-    /// The two ways of hearing it, as indices.
-    enum Side : bool { Direct, Mirrored };
-
-    struct Input {
-        explicit Input(const ConvolverBank& bank) : signal(bank) {}
-
-        ConvolverBank::Signal signal;
-        std::atomic<bool> used = false; ///< some source wrote into it this block
-        bool active = false;            ///< used, or still ringing
-        std::mutex mutex;               ///< held while samples are added
-    };
-
-    Angle(float degrees, ConvolverBank& owner, const float* left, const float* right)
-        : azimuth(degrees), bank(owner), responses(owner, left, right), inputs{Input(owner), Input(owner)}
-    {
-    }
-
-    /// [render] Adds samples[i], or samples[i] (gain + i step) when there is a step, i < count, to the frames from
-    /// offset on of this block's input of a side.
-    void Add(Side side, int offset, const float* samples, int count, float gain = 0.0f, float step = 0.0f);
-
-    float azimuth; ///< degrees, 0 ... 180
-    ConvolverBank& bank;
-    ConvolverBank::Responses responses;
-    std::array<Input, 2> inputs;
-    std::mutex clearMutex; ///< held for the first clearing of either input in a block
-};
-
-/// The directions of one elevation.
-struct Spatializer::Ring {
-    explicit Ring(float degrees) : elevation(degrees) {}
-
-    float elevation; ///< degrees
-    InterpolationHelper azimuths;
-    std::vector<std::shared_ptr<Angle>> angles;
-};
-
-/// A voice's way into its spatializer. It serves one thread at a time.
-class Spatializer::Source {
-public:
-    explicit Source(const std::shared_ptr<Spatializer>& owner) : spatializer(owner), directions(owner.get()) {}
-
-    /// [render] Adds count >= 0 samples to frames offset ... offset + count - 1 of the block, from the measured
-    /// direction that is nearest to the given one. Angles are in degrees, azimuth clockwise from ahead and of any size,
-    /// elevation upwards and limited to -90 ... 90; what is not a number counts as 0.
-    ///
-    /// A change of direction is a linear crossfade of 128 samples, over as many calls as it takes. A fade under way
-    /// goes on to the direction it began with; the side it fades in on is that of each call.
-    void Mix(const float* input, int offset, int count, float azimuth, float elevation);
-
-    /// [render] As above, with the direction as a vector from the listener, of any length: +x right, +y up, +z ahead.
-    void Mix(const float* input, int offset, int count, const Vector3& direction);
-
-private:
-    std::weak_ptr<Spatializer> spatializer;
-    const Spatializer* directions;    ///< its address. Locking would make all threads write to one counter
-    std::shared_ptr<Angle> current;   ///< null before the first Mix
-    std::shared_ptr<Angle> next;      ///< null but during a fade
-    float fadePosition = 0.0f;        ///< 0 ... 1
-    Angle::Side side = Angle::Direct; ///< on which current is heard
 };
 
 } // namespace kal

@@ -1,6 +1,7 @@
 #include "Kal/Space/KalSpatializer.h"
 
 #include "Kal/Space/KalHrtfSet.h"
+#include "Kal/Space/KalSpatializerAngle.h"
 
 namespace kal {
 

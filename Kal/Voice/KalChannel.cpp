@@ -1,10 +1,10 @@
 #include "Kal/Voice/KalChannel.h"
 
 #include "Kal/Base/KalException.h"
-#include "Kal/Base/KalNumbers.h"
-#include "Kal/KalEngine.h"
+#include "Kal/Base/KalInternals.h"
 #include "Kal/QFFT/Assert.h"
-#include "Kal/Voice/KalChannelRenderer.h"
+#include "Kal/Voice/KalChannelHost.h"
+#include "Kal/Voice/KalRenderer.h"
 
 #include <cmath>
 #include <mutex>
@@ -21,7 +21,7 @@ void ChannelParam::Validate() const
     if (isLooped && loopStart >= loopEnd) throw Exception("Invalid loop position.");
 }
 
-Channel::Channel(std::weak_ptr<Engine> owner, double delay, std::shared_ptr<const Buffer> sound,
+Channel::Channel(std::weak_ptr<ChannelHost> owner, double delay, std::shared_ptr<const Buffer> sound,
                  const ChannelParam& initial)
     : engine(std::move(owner)),
       buffer(std::move(sound)),
@@ -55,7 +55,7 @@ void Channel::Seek(double time, double position)
 
 // Everything that looks at lastParam stands under the lock, so that voices may be driven from several threads; nothing
 // is changed before the last check has passed.
-void Channel::Schedule(Engine& owner, double time, const ChannelParam& requested, bool isStop)
+void Channel::Schedule(ChannelHost& owner, double time, const ChannelParam& requested, bool isStop)
 {
     std::lock_guard lock(owner.channelListMutex);
     ChannelParam next = isStop ? lastParam : requested;
@@ -92,7 +92,7 @@ void Channel::Prerender()
 
 // A change that lies beyond this block is applied right after its last span and, carried over, once more when it is
 // due: a change never waits longer than to the end of the block in which it is first seen.
-void Channel::RenderBlock(Engine& owner, int numFrames, ThreadLocalBuffer& buses)
+void Channel::RenderBlock(ChannelHost& owner, int numFrames, ThreadLocalBuffer& buses)
 {
     auto next = renderUpdates->begin();
     int pos = 0;
@@ -119,7 +119,7 @@ void Channel::InternalUpdateChannelParam(const ChannelUpdate& update)
     renderer->ParamUpdated();
 }
 
-void Channel::Render(Engine& owner, int offset, int count, ThreadLocalBuffer& buses)
+void Channel::Render(ChannelHost& owner, int offset, int count, ThreadLocalBuffer& buses)
 {
     if (!playing) return;
     if (startDelay >= count) {

@@ -2,7 +2,6 @@
 
 #include "Kal/Base/KalTypes.h"
 #include "Kal/Voice/KalChannelParam.h"
-#include "Kal/Voice/KalThreadLocalBuffer.h"
 
 #include <array>
 #include <atomic>
@@ -12,7 +11,8 @@
 
 namespace kal {
 
-class Engine;
+class ChannelHost;
+struct ThreadLocalBuffer;
 
 /// A parameter record on its way to a voice.
 struct ChannelUpdate {
@@ -30,7 +30,7 @@ public:
     /// [control] For Engine::CreateChannel, which checks the arguments.
     /// @param delay samples, >= 0, from the start of the next block; the voice starts on the whole sample
     /// Throws what CreateRenderer throws.
-    Channel(std::weak_ptr<Engine> engine, double delay, std::shared_ptr<const Buffer> buffer,
+    Channel(std::weak_ptr<ChannelHost> engine, double delay, std::shared_ptr<const Buffer> buffer,
             const ChannelParam& param);
     ~Channel();
 
@@ -47,8 +47,9 @@ public:
     /// [control] Schedules the end of the voice, without a fade. Checks and messages as UpdateChannelParam.
     void Stop(double time);
 
-    /// [control] Schedules a jump of the play position to `position` (frames of the buffer). Neither argument is
-    /// checked: a time below zero means the start of the next block.
+    /// [control] For programs that drive the engine itself; the binding has no use for it. Schedules a jump of the play
+    /// position to `position` (frames of the buffer). Neither argument is checked: a time below zero means the start of
+    /// the next block.
     void Seek(double time, double position);
 
     /// [any] False for good once the voice has ended or a stop has been applied.
@@ -58,7 +59,7 @@ public:
     void Prerender();
 
     /// [render] Renders the voice's part of a block, applying scheduled changes at their samples.
-    void RenderBlock(Engine& owner, int numFrames, ThreadLocalBuffer& buffer);
+    void RenderBlock(ChannelHost& owner, int numFrames, ThreadLocalBuffer& buffer);
 
     /// [render] Carries changes that are not due yet into the next block. Under the engine's channelListMutex.
     void Postrender(std::int32_t numFrames);
@@ -66,13 +67,13 @@ public:
 private:
     using UpdateQueue = std::multimap<std::int32_t, ChannelUpdate>;
 
-    void CreateRenderer(double startOffset, Engine* owner);
-    void Schedule(Engine& owner, double time, const ChannelParam& requested, bool isStop);
+    void CreateRenderer(double startOffset, ChannelHost* owner);
+    void Schedule(ChannelHost& owner, double time, const ChannelParam& requested, bool isStop);
     void Enqueue(double time, const ChannelUpdate& update);
     void InternalUpdateChannelParam(const ChannelUpdate& update);
-    void Render(Engine& owner, int offset, int count, ThreadLocalBuffer& buffer);
+    void Render(ChannelHost& owner, int offset, int count, ThreadLocalBuffer& buffer);
 
-    std::weak_ptr<Engine> engine;
+    std::weak_ptr<ChannelHost> engine;
     std::shared_ptr<const Buffer> buffer;
     ChannelParam param;     ///< in force; read live by the renderer
     ChannelParam lastParam; ///< most recently scheduled; guarded by channelListMutex

@@ -1,11 +1,11 @@
 #include "Kal/Voice/KalChannelRenderer.h"
 
+#include "Kal/Base/KalConstants.h"
 #include "Kal/Base/KalException.h"
-#include "Kal/Base/KalNumbers.h"
-#include "Kal/KalEngine.h"
+#include "Kal/Base/KalInternals.h"
 #include "Kal/Kernels/KalKernels.h"
 #include "Kal/Kernels/KalVectorKernels.h"
-#include "Kal/Space/KalSpatializer.h"
+#include "Kal/Space/KalSpatializerSource.h"
 #include "Kal/Voice/KalPlayhead.h"
 #include "Kal/Voice/KalSampler.h"
 
@@ -24,14 +24,14 @@ constexpr double kTailFrames = 8.0;
 constexpr float kUnsetGain = -10000.0f;
 constexpr float kUnsetGainMark = -1000.0f;
 
-// Frames that are resampled and then filtered and mixed at a time, so that what lies between stays in the first cache.
-constexpr int kChunk = 256;
+// Frames that are resampled and then filtered and mixed at a time.
+constexpr int kChunk = kSpan;
 
 // What the three renderers share: where the voice is, and its samples chunk by chunk.
 template<class Sampler>
 class BaseRenderer : public Channel::Renderer {
 public:
-    BaseRenderer(Engine& owner, const Buffer& buffer, ChannelParam& live)
+    BaseRenderer(ChannelHost& owner, const Buffer& buffer, ChannelParam& live)
         : sampler(buffer.GetData(), buffer.GetNumSamples(), live),
           param(live),
           rateRatio(buffer.GetSamplingRate() / owner.SamplingRate()),
@@ -98,11 +98,11 @@ private:
     int ReadRun(Playhead& head, float* out, int wanted) const
     {
         if (!(head.Step() > 0.0 && head.Step() <= kernels::kMaxStep)) return 0;
-        const kernels::Row& row = kernels::SelectedRow();
-        const auto run = head.Straight(wanted, sampler.StraightEnd());
-        const int frames = run.frames - run.frames % row.numLanes;
+        const kernels::Table& table = kernels::ActiveTable();
+        const auto run = head.KernelRun(wanted, sampler.KernelEnd());
+        const int frames = run.frames - run.frames % table.numLanes;
         if (frames <= 0) return 0;
-        row.resample[static_cast<int>(Sampler::kFormat)](sampler.Data(), head.Position(), run.step, frames, out);
+        table.resample[static_cast<int>(Sampler::kFormat)](sampler.Data(), head.Position(), run.step, frames, out);
         head.Skip(frames, run.step);
         return frames;
     }
@@ -121,25 +121,25 @@ float StableCoef(float coef)
 }
 
 // The one-pole low-pass y[n] = y[n-1] + coef (x[n] - y[n-1]) over a chunk. A state that is not finite would stay so for
-// good, so it is dropped when the next span begins.
+// good: callers drop it when a span begins.
 void Filter(float* frames, int n, float lowpassCoef, float& state)
 {
     const float coef = StableCoef(lowpassCoef);
     if (coef == 1.0f)
         state = frames[n - 1];
     else
-        kernels::SelectedRow().lowpass(frames, n, coef, &state);
+        kernels::ActiveTable().lowpass(frames, n, coef, &state);
 }
 
 template<class Sampler>
 class SpatializedRenderer final : public BaseRenderer<Sampler> {
 public:
-    SpatializedRenderer(Engine& owner, const Buffer& buffer, ChannelParam& live)
+    SpatializedRenderer(ChannelHost& owner, const Buffer& buffer, ChannelParam& live)
         : BaseRenderer<Sampler>(owner, buffer, live), source(owner.GetSpatializer()->CreateSource())
     {
     }
 
-    bool Render(Engine*, int offset, int count, ThreadLocalBuffer& buffer) override
+    bool Render(ChannelHost*, int offset, int count, ThreadLocalBuffer& buffer) override
     {
         const ChannelParam& p = this->param;
         const double x = p.sourcePosition.x, y = p.sourcePosition.y, z = p.sourcePosition.z;
@@ -154,12 +154,12 @@ public:
         }
         filterState = FiniteOrZero(filterState);
 
-        const kernels::Row& row = kernels::SelectedRow();
+        const kernels::Table& table = kernels::ActiveTable();
         const auto span = this->RenderChunks(offset, count, [&](int i, int n, auto& chunk) {
             float* const s = chunk[0];
-            row.addRamped(&buffer.reverbSend[i], s, n, &sendGain, sendTarget);
+            table.addSmoothed(&buffer.reverbSend[i], s, n, &sendGain, sendTarget);
             Filter(s, n, p.lowpassCoef, filterState);
-            row.scaleRamped(&buffer.scratch[i], s, n, &directGain, directTarget);
+            table.scaleSmoothed(&buffer.scratch[i], s, n, &directGain, directTarget);
             Accumulate(n, &buffer.lowSend[i], &buffer.scratch[i]);
         });
         if (span.numFrames > 0) source->Mix(&buffer.scratch[offset], offset, span.numFrames, p.sourcePosition);
@@ -178,7 +178,7 @@ class NonSpatializedMonoRenderer final : public BaseRenderer<Sampler> {
 public:
     using BaseRenderer<Sampler>::BaseRenderer;
 
-    bool Render(Engine*, int offset, int count, ThreadLocalBuffer& buffer) override
+    bool Render(ChannelHost*, int offset, int count, ThreadLocalBuffer& buffer) override
     {
         const ChannelParam& p = this->param;
         const float gain = FiniteOrZero(p.gain);
@@ -186,7 +186,7 @@ public:
         filterState = FiniteOrZero(filterState);
         const auto span = this->RenderChunks(offset, count, [&](int i, int n, auto& chunk) {
             float* const s = chunk[0];
-            kernels::SelectedRow().addRamped(&buffer.reverbSend[i], s, n, &send, send);
+            kernels::ActiveTable().addSmoothed(&buffer.reverbSend[i], s, n, &send, send);
             Filter(s, n, p.lowpassCoef, filterState);
             float* mix = &buffer.mix[2 * std::size_t(i)];
             for (int k = 0; k < n; ++k, mix += 2) {
@@ -208,7 +208,7 @@ class NonSpatializedMultiChannelRenderer final : public BaseRenderer<Sampler> {
 public:
     using BaseRenderer<Sampler>::BaseRenderer;
 
-    bool Render(Engine*, int offset, int count, ThreadLocalBuffer& buffer) override
+    bool Render(ChannelHost*, int offset, int count, ThreadLocalBuffer& buffer) override
     {
         const ChannelParam& p = this->param;
         const float gain = FiniteOrZero(p.gain), coef = FiniteOrZero(p.lowpassCoef);
@@ -235,15 +235,15 @@ private:
     float filterStateRight = 0.0f;
 };
 
-using Maker = std::unique_ptr<Channel::Renderer> (*)(Engine&, const Buffer&, ChannelParam&);
+using Maker = std::unique_ptr<Channel::Renderer> (*)(ChannelHost&, const Buffer&, ChannelParam&);
 
 template<class RendererType>
-std::unique_ptr<Channel::Renderer> Make(Engine& engine, const Buffer& buffer, ChannelParam& param)
+std::unique_ptr<Channel::Renderer> Make(ChannelHost& engine, const Buffer& buffer, ChannelParam& param)
 {
     return std::make_unique<RendererType>(engine, buffer, param);
 }
 
-// One row a format, one column a loop mode.
+// One line a format, one column a loop mode.
 template<template<class> class RendererType, template<int, AudioFormat, bool> class Sampler, int channels>
 Maker MakerFor(AudioFormat format, bool looped)
 {
@@ -267,7 +267,7 @@ Maker MakerFor(int channels, AudioFormat format, bool looped, bool spatialized)
 
 } // namespace
 
-std::unique_ptr<Channel::Renderer> MakeRenderer(Interpolation interpolation, Engine& engine, const Buffer& buffer,
+std::unique_ptr<Channel::Renderer> MakeRenderer(Interpolation interpolation, ChannelHost& engine, const Buffer& buffer,
                                                 ChannelParam& param)
 {
     const int channels = buffer.GetNumChannels();
@@ -291,7 +291,7 @@ std::unique_ptr<Channel::Renderer> MakeRenderer(Interpolation interpolation, Eng
 }
 
 // The fraction of the start delay is not used: a voice starts on a whole sample.
-void Channel::CreateRenderer(double, Engine* owner)
+void Channel::CreateRenderer(double, ChannelHost* owner)
 {
     renderer = MakeRenderer(Interpolation::Linear, *owner, *buffer, param);
 }

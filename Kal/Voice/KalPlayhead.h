@@ -59,14 +59,14 @@ public:
         }
     }
 
-    /// The longest run of at most `wanted` frames from here whose positions, the one after the last included, are not
-    /// beyond `limit` and need no wrapping.
+    /// The run that a kernel may read: the longest one of at most `wanted` frames from here whose positions, the one
+    /// after the last included, are not beyond `limit` and need no wrapping.
     ///
     /// Positions of one power of two to the next are multiples of one unit, and adding the step to any of them adds the
     /// step rounded to that unit. (A step half-way between two multiples rounds to even, and so evenly from the second
     /// addition on, which is why two additions have to agree.) A product of that rounded step is exact as long as the
     /// position is.
-    Run Straight(int wanted, double limit) const
+    Run KernelRun(int wanted, double limit) const
     {
         if (!(x >= 0.0 && x < limit)) return {};
         if (looped && reachedLoopStart && x < loopStart) return {};

@@ -1,7 +1,8 @@
 #pragma once
 
+#include "Kal/Base/KalConstants.h"
 #include "Kal/Base/KalTypes.h"
-#include "Kal/Kernels/KalKernels.h"
+#include "Kal/Kernels/KalKernelTable.h"
 #include "Kal/QFFT/Assert.h"
 #include "Kal/Voice/KalChannelParam.h"
 
@@ -18,13 +19,13 @@ struct FormatTraits;
 template<>
 struct FormatTraits<AudioFormat::Unsigned8> {
     using Element = std::uint8_t;
-    static double Convert(Element e) { return (e - 128.0) * 0.0078125; }
+    static double Convert(Element e) { return (e - 128.0) * kScale8; }
 };
 
 template<>
 struct FormatTraits<AudioFormat::Signed16> {
     using Element = std::int16_t;
-    static double Convert(Element e) { return e * 3.0517578125e-05; }
+    static double Convert(Element e) { return e * double{kScale16}; }
 };
 
 template<>
@@ -35,6 +36,9 @@ struct FormatTraits<AudioFormat::Float32> {
 
 /// Reads whole frames of a voice's sample data: silence outside the data, wrapped around the loop in looped types. The
 /// interpolating samplers derive from it; renderers hold one by value and are specialised over it.
+///
+/// This is the general way, frame by frame. Where nothing wraps or ends, mono voices go through the other half of
+/// resampling, the kernel of Kal/Kernels/KalVoiceKernel.h.
 template<int channels, AudioFormat format, bool looped>
 class BaseSampler {
 public:
@@ -63,9 +67,9 @@ public:
 
     const void* Data() const { return data; }
 
-    /// The position up to which a resampling kernel may read: it looks a little past the last position, and the frame
+    /// The position up to which a kernel may read: it looks a little past the last position, and the frame
     /// behind the loop's last one is its first.
-    double StraightEnd() const
+    double KernelEnd() const
     {
         const double end = static_cast<double>(length) - kernels::kResampleMargin;
         return looped ? std::min(end, loopEnd - 2.0) : end;

@@ -1,6 +1,6 @@
 // What a game feels: the time of one block with many voices.
 //
-//     kal_scene [--json] [--alone] [--row Generic|SSE2|AVX2] [--threads N,N] [--voices N,N,...]
+//     kal_scene [--json] [--alone] [--kernels Generic|SSE2|AVX2] [--threads N,N] [--voices N,N,...]
 //               [--motion static,moving,sends] [--blocks N]
 //
 // One line a case: the direction sides that were convolved, median, 99th percentile and worst block in microseconds,
@@ -65,18 +65,19 @@ std::vector<int> Numbers(const std::string& list)
 
 [[noreturn]] void Usage(const char* what)
 {
-    std::fprintf(stderr,
-                 "kal_scene: %s\nusage: kal_scene [--json] [--alone] [--row NAME] [--threads N,N] [--voices N,N,...] "
-                 "[--motion static,moving,sends] [--blocks N]\n",
-                 what);
+    std::fprintf(
+        stderr,
+        "kal_scene: %s\nusage: kal_scene [--json] [--alone] [--kernels NAME] [--threads N,N] [--voices N,N,...] "
+        "[--motion static,moving,sends] [--blocks N]\n",
+        what);
     std::exit(2);
 }
 
-void SelectRow(const std::string& name)
+void SelectInstructionSet(const std::string& name)
 {
-    for (const auto row : qfft::cpu::UsableRows())
-        if (name == qfft::cpu::NameOf(row)) return qfft::cpu::SelectRow(row);
-    Usage("no such row on this processor");
+    for (const auto set : qfft::cpu::UsableInstructionSets())
+        if (name == qfft::cpu::NameOf(set)) return qfft::cpu::SelectInstructionSet(set);
+    Usage("no such kernels on this processor");
 }
 
 Options Parsed(int argc, char** argv)
@@ -93,8 +94,8 @@ Options Parsed(int argc, char** argv)
             continue;
         }
         if (++i == argc) Usage("an option lacks its value");
-        if (option == "--row") {
-            SelectRow(argv[i]);
+        if (option == "--kernels") {
+            SelectInstructionSet(argv[i]);
         } else if (option == "--threads") {
             options.threads = Numbers(argv[i]);
         } else if (option == "--voices") {
@@ -192,8 +193,8 @@ int main(int argc, char** argv)
     if (!options.json)
         std::printf(
             "kernels: %s; %d frames a block at %.0f Hz = %.1f us\n%-8s %-7s %7s %7s %6s %10s %10s %10s %8s %6s\n",
-            qfft::cpu::NameOf(qfft::cpu::SelectedRow()), kBlock, kRate, kBlockMicroseconds, "renderer", "motion",
-            "threads", "voices", "sides", "median us", "99 % us", "worst us", "per cent", "drift");
+            qfft::cpu::NameOf(qfft::cpu::ActiveInstructionSet()), kBlock, kRate, kBlockMicroseconds, "renderer",
+            "motion", "threads", "voices", "sides", "median us", "99 % us", "worst us", "per cent", "drift");
     for (const Motion motion : options.motions)
         for (const int threads : options.threads) {
             double before = 0.0, last = 0.0;

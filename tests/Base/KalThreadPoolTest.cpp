@@ -30,7 +30,7 @@ TEST(ThreadPool, RunsEveryJobOnceOnEveryWorkerAskedFor)
 TEST(ThreadPool, EndsWhateverItsWorkersAreDoing)
 {
     for (int i = 0; i < 100; ++i) {
-        ThreadPool pool(2); // asleep, roused, looking for a job, or on the way back to sleep
+        ThreadPool pool(2); // asleep, woken, looking for a job, or on the way back to sleep
         if (i % 4 > 0) pool.BeginBlock(2);
         if (i % 4 > 1) pool.Run(2, [](unsigned) {});
         if (i % 4 > 2) pool.EndBlock();

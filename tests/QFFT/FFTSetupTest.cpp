@@ -2,7 +2,7 @@
 
 #include "Kal/QFFT/Exception.h"
 #include "Kal/QFFT/StandardFFTSetup.h"
-#include "tests/support/EveryRow.h"
+#include "tests/support/EveryTable.h"
 #include "tests/support/ReferenceDFT.h"
 
 #include <gtest/gtest.h>
@@ -91,9 +91,9 @@ void ExpectTransforms(unsigned length, bool backward, std::size_t numBins)
     }
 }
 
-class SingleFFT : public kal::test::EveryRow {};
+class SingleFFT : public kal::test::EveryTable {};
 
-INSTANTIATE_TEST_SUITE_P(Rows, SingleFFT, kal::test::kEveryRow, kal::test::NameOfRow);
+INSTANTIATE_TEST_SUITE_P(Tables, SingleFFT, kal::test::kEveryTable, kal::test::NameOfTable);
 
 TEST_P(SingleFFT, FollowsItsDefinitionInBothDirectionsAtEveryLength)
 {

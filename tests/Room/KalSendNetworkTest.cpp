@@ -1,7 +1,8 @@
 #include "Kal/Room/KalSendNetwork.h"
 
+#include "Kal/Base/KalFlushToZero.h"
 #include "Kal/Base/KalInternals.h"
-#include "tests/support/EveryRow.h"
+#include "tests/support/EveryTable.h"
 #include "tests/support/Measure.h"
 #include "tests/support/SendNetworkModel.h"
 
@@ -38,7 +39,7 @@ Wet Rendered(SendNetwork& network, const Settings& settings, const std::vector<f
 
 float PeakOf(const std::vector<float>& x, std::size_t from, std::size_t to)
 {
-    return internals::Peak(to - from, x.data() + from);
+    return Peak(to - from, x.data() + from);
 }
 
 /// A burst of noise, then silence.
@@ -99,16 +100,16 @@ TEST(SendNetwork, DISABLED_FollowsItsModelForAnHour)
     EXPECT_GT(10.0 * std::log10(power / error), 120.0);
 }
 
-class SendNetworks : public EveryRow {};
+class SendNetworks : public EveryTable {};
 
-INSTANTIATE_TEST_SUITE_P(Rows, SendNetworks, kEveryRow, NameOfRow);
+INSTANTIATE_TEST_SUITE_P(Tables, SendNetworks, kEveryTable, NameOfTable);
 
-TEST_P(SendNetworks, GiveTheSameForEveryRowAndDivision)
+TEST_P(SendNetworks, GiveTheSameForEveryTableAndDivision)
 {
     const auto send = Burst(3000, 20000);
     SendNetwork network(48000), reference(48000);
     const Wet actual = Rendered(network, kRoom, send, {1, 64, 441, 0, 1000, 3, 257});
-    qfft::cpu::SelectRow(qfft::cpu::KernelRow::Generic);
+    qfft::cpu::SelectInstructionSet(qfft::cpu::InstructionSet::Generic);
     const Wet expected = Rendered(reference, kRoom, send);
     EXPECT_EQ(actual.mix, expected.mix);
     EXPECT_EQ(actual.lowSend, expected.lowSend);

@@ -1,7 +1,7 @@
 #include "Kal/Space/KalConvolver.h"
 
 #include "tests/support/Convolution.h"
-#include "tests/support/EveryRow.h"
+#include "tests/support/EveryTable.h"
 #include "tests/support/Measure.h"
 
 #include <gtest/gtest.h>
@@ -57,9 +57,9 @@ std::vector<double> Expected(const Signal& input, const Signal& response)
     return expected;
 }
 
-class Convolvers : public test::EveryRow {};
+class Convolvers : public test::EveryTable {};
 
-INSTANTIATE_TEST_SUITE_P(Rows, Convolvers, test::kEveryRow, test::NameOfRow);
+INSTANTIATE_TEST_SUITE_P(Tables, Convolvers, test::kEveryTable, test::NameOfTable);
 
 TEST_P(Convolvers, ForwardTransformIsHalvedAndBackwardOneScalesByItsSize)
 {
@@ -130,9 +130,9 @@ TEST_P(Convolvers, AllRowsAgreeToTheLastBit)
         const Signal left = Noise(n, 1), right = Noise(n, 2), input = Noise(3 * n, 3);
         DualMiniConvolver convolver(left.data(), right.data(), n), plain = convolver;
         const Stereo output = Through(convolver, input);
-        qfft::cpu::SelectRow(qfft::cpu::KernelRow::Generic);
+        qfft::cpu::SelectInstructionSet(qfft::cpu::InstructionSet::Generic);
         const Stereo expected = Through(plain, input);
-        qfft::cpu::SelectRow(GetParam());
+        qfft::cpu::SelectInstructionSet(GetParam());
         EXPECT_EQ(output.left, expected.left) << n;
         EXPECT_EQ(output.right, expected.right) << n;
     }

@@ -1,7 +1,7 @@
-#include "Kal/Space/KalSpatializer.h"
+#include "Kal/Space/KalSpatializerSource.h"
 
 #include "Kal/Space/KalHrtf.h"
-#include "tests/support/EveryRow.h"
+#include "tests/support/EveryTable.h"
 #include "tests/support/Measure.h"
 #include "tests/support/SpatializerModel.h"
 
@@ -137,9 +137,9 @@ TEST(Spatializer, EveryDirectionOfTheShippedSetSoundsAsMeasured)
     }
 }
 
-class Spatializers : public test::EveryRow {};
+class Spatializers : public test::EveryTable {};
 
-INSTANTIATE_TEST_SUITE_P(Rows, Spatializers, test::kEveryRow, test::NameOfRow);
+INSTANTIATE_TEST_SUITE_P(Tables, Spatializers, test::kEveryTable, test::NameOfTable);
 
 // Voices that move, pause and end, in blocks of all lengths, over directions with responses of two lengths.
 TEST_P(Spatializers, SoundLikeTheirPlainForm)

@@ -4,7 +4,7 @@
 #include "Kal/KalEngine.h"
 #include "Kal/Space/KalHrtf.h"
 #include "Kal/Voice/KalPlayhead.h"
-#include "tests/support/EveryRow.h"
+#include "tests/support/EveryTable.h"
 #include "tests/support/Measure.h"
 #include "tests/support/TestBuffer.h"
 #include "tests/support/VoiceModel.h"
@@ -93,9 +93,9 @@ private:
     std::unique_ptr<Channel::Renderer> renderer;
 };
 
-class Voices : public test::EveryRow {};
+class Voices : public test::EveryTable {};
 
-INSTANTIATE_TEST_SUITE_P(Rows, Voices, test::kEveryRow, test::NameOfRow);
+INSTANTIATE_TEST_SUITE_P(Tables, Voices, test::kEveryTable, test::NameOfTable);
 
 // Speeds from crawling to beyond what kernels take; coefficients with and without a chain, and one that no kernel
 // takes.
@@ -213,7 +213,7 @@ TEST(Playhead, RunsLandWhereRepeatedAdditionDoes)
         Playhead<false> head(param, 1.0, 1e300, false);
         double x = param.position;
         for (int span = 0; span < 4; ++span) {
-            const auto run = head.Straight(200, std::ldexp(1.5, exponent));
+            const auto run = head.KernelRun(200, std::ldexp(1.5, exponent));
             const double first = head.Position();
             for (int k = 0; k < run.frames; ++k, x += param.speed) ASSERT_EQ(first + k * run.step, x);
             head.Skip(run.frames, run.step);

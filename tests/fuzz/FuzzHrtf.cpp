@@ -3,7 +3,7 @@
 
 #include "Kal/Base/KalException.h"
 #include "Kal/Space/KalHrtfSet.h"
-#include "Kal/Space/KalSpatializer.h"
+#include "Kal/Space/KalSpatializerSource.h"
 
 #include <cmath>
 #include <cstdint>

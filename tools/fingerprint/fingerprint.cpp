@@ -63,11 +63,11 @@ Options Parsed(int argc, char** argv)
 void Print(const Options& options)
 {
     bool found = false;
-    for (const auto table : qfft::cpu::UsableRows()) {
+    for (const auto table : qfft::cpu::UsableInstructionSets()) {
         const char* const name = qfft::cpu::NameOf(table);
         if (!options.table.empty() && options.table != name) continue;
         found = true;
-        qfft::cpu::SelectRow(table);
+        qfft::cpu::SelectInstructionSet(table);
         for (std::uint32_t i = 0; i < options.programs; ++i) {
             const std::uint32_t seed = options.seed + i;
             std::printf("%s %" PRIu32 " %016" PRIx64 "\n", name, seed, Fingerprint(seed));

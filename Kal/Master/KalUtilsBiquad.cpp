@@ -1,4 +1,4 @@
-#include "Kal/Master/KalUtils.h"
+#include "Kal/Master/KalUtilsBiquad.h"
 
 #include <algorithm>
 #include <emmintrin.h>
@@ -118,11 +118,12 @@ struct DualBiquadFilter::Pair {
 // Each filter is one frame behind the one before it, so that in every step all of them work at the same time, on the
 // last results of their neighbours, instead of waiting for each other. The first and last steps are those in which
 // some filters have no frame.
-void DualBiquadFilter::ProcessRow(std::array<DualBiquadFilter, kRowLength>& row, unsigned numFrames, float* frames)
+void DualBiquadFilter::ProcessCascade(std::array<DualBiquadFilter, kNumSections>& cascade, unsigned numFrames,
+                                      float* frames)
 {
-    constexpr int kLast = kRowLength - 1;
-    std::array<Pair, kRowLength> pairs;
-    for (int k = 0; k < kRowLength; ++k) pairs[k] = Pair(row[k]);
+    constexpr int kLast = kNumSections - 1;
+    std::array<Pair, kNumSections> pairs;
+    for (int k = 0; k < kNumSections; ++k) pairs[k] = Pair(cascade[k]);
 
     const int count = static_cast<int>(numFrames);
     const auto read = [&](int i) { return Pair::Double2{frames[2 * i], frames[2 * i + 1]}; };
@@ -138,7 +139,7 @@ void DualBiquadFilter::ProcessRow(std::array<DualBiquadFilter, kRowLength>& row,
     for (; t < count; ++t) step(t, 0, kLast);
     for (; t < count + kLast; ++t) step(t, t - count + 1, std::min(t, kLast));
 
-    for (int k = 0; k < kRowLength; ++k) row[k].states = pairs[k].States();
+    for (int k = 0; k < kNumSections; ++k) cascade[k].states = pairs[k].States();
 }
 
 } // namespace kal

@@ -87,12 +87,12 @@ public:
         right = BiquadFilter::ProcessSample(states[1], right);
     }
 
-    /// How many filters ProcessRow takes.
-    static constexpr int kRowLength = 6;
+    /// Number of sections of a cascade.
+    static constexpr int kNumSections = 6;
 
-    /// [render] Filters a block of interleaved stereo in place through several filters, one after the other: exactly as
-    /// frame by frame, faster.
-    static void ProcessRow(std::array<DualBiquadFilter, kRowLength>& row, unsigned numFrames, float* frames);
+    /// [render] Filters a block of interleaved stereo in place through a cascade of filters, one after the other:
+    /// exactly as frame by frame, faster.
+    static void ProcessCascade(std::array<DualBiquadFilter, kNumSections>& cascade, unsigned numFrames, float* frames);
 
     /// [render] Forgets past input; the design stays.
     void Mute() { states = {}; }

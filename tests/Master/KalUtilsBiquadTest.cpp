@@ -1,4 +1,4 @@
-#include "Kal/Master/KalUtils.h"
+#include "Kal/Master/KalUtilsBiquad.h"
 #include "tests/support/Measure.h"
 
 #include <gtest/gtest.h>

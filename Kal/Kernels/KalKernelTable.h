@@ -1,0 +1,73 @@
+#pragma once
+
+/// What the tables of kernels consist of: inner loops that are worth more than one instruction set. Every set has a
+/// table of its own; tables differ in speed, and in the last bits where a recursion from frame to frame is taken in
+/// lanes.
+namespace kal::kernels {
+
+/// The 16 lines of a reverb over a number of frames in which neither reading nor writing crosses a ring's wrap.
+struct NetworkRun {
+    const float* read[16];
+    float* write[16];
+    float dampState[16]; ///< in and out
+    float feedbackGain;
+    float lpfCoef;
+};
+
+/// The step between a real transform's bins and those of the complex transform of half its length, either way: for
+/// k = 1 ... size / 2, with S = in[k] + in*[size-k] and D = in[k] - in*[size-k],
+///     out[k] = (S + w[k-1] D) factor, out*[size-k] = (S - w[k-1] D) factor, w the twiddles.
+struct TwiddlePairs {
+    int size;
+    const float *inReal, *inImag;
+    const float *twiddleReal, *twiddleImag;
+    float conjugate; ///< 1, or -1 to take the twiddles' conjugates
+    float factor;
+    float *outReal, *outImag; ///< not the inputs
+};
+
+/// One spectrum times a filter for each ear, accumulated in that ear's sum: sum[k] += spectrum[k] filter[k], k < bins.
+struct Products {
+    int bins;
+    const float *real, *imag;
+    struct Ear {
+        const float *filterReal, *filterImag;
+        float *sumReal, *sumImag;
+    } ears[2];
+};
+
+struct Table {
+    int numLanes; ///< frames that are processed together
+
+    /// Advances a reverb's network; `in` is its input. numFrames is a multiple of numLanes and no line is shorter than
+    /// numLanes.
+    void (*advanceNetwork)(NetworkRun& run, int numFrames, const float* in);
+
+    /// Reads one channel of samples between frames, by linear interpolation at x, x + step, x + 2 step, ..., one
+    /// function for each sample format. numFrames is a multiple of numLanes; x >= 0; 0 < step <= kMaxStep; every frame
+    /// up to that of the last position and kResampleMargin more lies within the data.
+    void (*resample[3])(const void* samples, double x, double step, int numFrames, float* out);
+
+    /// y[n] = y[n-1] + coef (x[n] - y[n-1]) in place; *state is y before the first frame and after the last.
+    void (*lowpass)(float* frames, int numFrames, float coef, float* state);
+
+    /// to[n] += g[n] from[n] and to[n] = g[n] from[n], with a smoothed gain (kGainStep) that starts at *gain, moves
+    /// towards the target with each frame and is left in *gain.
+    void (*addSmoothed)(float* to, const float* from, int numFrames, float* gain, float target);
+    void (*scaleSmoothed)(float* to, const float* from, int numFrames, float* gain, float target);
+
+    void (*twiddlePairs)(const TwiddlePairs& pairs);
+
+    /// even[i] = in[2 i], odd[i] = in[2 i + 1], i < count.
+    void (*deinterleave)(int count, const float* in, float* even, float* odd);
+
+    void (*addProducts)(const Products& products);
+};
+
+/// The widest step of resample, frames: beyond it, float lanes would place the frames of a group too coarsely.
+inline constexpr double kMaxStep = 8.0;
+
+/// Frames past the last position's own that resample may touch.
+inline constexpr int kResampleMargin = 10;
+
+} // namespace kal::kernels
