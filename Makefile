@@ -67,11 +67,18 @@ format: ## formats the sources in place
 	$(need) format
 	@clang-format-14 -i $(sources)
 
-lint: ## builds with Clang, then checks the format of all and, with clang-tidy, the habits of what ships
+lint: ## builds with Clang, then checks the format of all, who includes whom, the scripts and, with clang-tidy, what ships
 	$(need) clang tests format lint $(tools)
 	@clang-format-14 --dry-run -Werror $(sources)
+	@shellcheck .ci/run $(shell git ls-files '*.sh')
+	@tests/lint/lint_test.py
+	@tools/lint/includes.py $(sources)
 	@$(call make,linux-clang)
 	@run-clang-tidy-14 -quiet -p build/linux-clang '/(Kal|libkalmarble|examples|tools)/.*\.c' >build/tidy.log 2>&1 || { cat build/tidy.log; exit 1; }
+
+lines: ## counts lines of code and the share of tests, which is to be a third at most
+	$(need) format lint
+	@tools/lint/lines.sh
 
 clean: ## removes everything that was built
 	@[ ! -d build/wine ] || WINEPREFIX=$(CURDIR)/build/wine wineserver -w # or it writes its files anew
