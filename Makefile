@@ -67,12 +67,13 @@ format: ## formats the sources in place
 	$(need) format
 	@clang-format-14 -i $(sources)
 
-lint: ## builds with Clang, then checks the format of all, who includes whom, the scripts and, with clang-tidy, what ships
+lint: ## builds with Clang, then checks the format of all, scripts, includes, thread tags and, by clang-tidy, what ships
 	$(need) clang tests format lint $(tools)
 	@clang-format-14 --dry-run -Werror $(sources)
 	@shellcheck .ci/run $(shell git ls-files '*.sh')
 	@tests/lint/lint_test.py
 	@tools/lint/includes.py $(sources)
+	@tools/lint/tags.py $(shell git ls-files 'Kal/*.h' 'libkalmarble/*.h')
 	@$(call make,linux-clang)
 	@run-clang-tidy-14 -quiet -p build/linux-clang '/(Kal|libkalmarble|examples|tools)/.*\.c' >build/tidy.log 2>&1 || { cat build/tidy.log; exit 1; }
 

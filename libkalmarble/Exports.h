@@ -24,9 +24,12 @@ struct ContextPrivate {
 /// The host's record and the entry points that KalInitialize puts into it. Each checks its arguments in order,
 /// forwards, and stores the text of any failure; see the host's header for what each does.
 struct KalContext : ::KalContext {
+    /// [control]
     static void KAL_CALL Init(ContextPrivate* priv, const InitParam* param);
+    /// [any]
     static void KAL_CALL Destroy(ContextPrivate* priv);
     static const char* KAL_CALL CheckError(ContextPrivate* priv);
+    /// [control]
     static Buffer* KAL_CALL CreateBuffer(ContextPrivate* priv, const BufferParam* param);
     static void KAL_CALL FreeBuffer(ContextPrivate* priv, Buffer* buffer);
     static void KAL_CALL Respatialize(ContextPrivate* priv, const KalVector3* eye, const KalVector3* front,
@@ -36,6 +39,7 @@ struct KalContext : ::KalContext {
     static void KAL_CALL PlayRelative(ContextPrivate* priv, Buffer* buffer, const KalVector3* origin,
                                       const PlayParam* params);
     static void KAL_CALL PlayLocal(ContextPrivate* priv, Buffer* buffer, const PlayParam* params);
+    /// [audio]
     static void KAL_CALL Render(ContextPrivate* priv, float* stream, int numFrames);
 };
 

@@ -7,7 +7,7 @@
 
 namespace kalmarble {
 
-/// Gives this thread the usual floating-point state while it lives: rounding to nearest, denormals kept, nothing
+/// [any] Gives this thread the usual floating-point state while it lives: rounding to nearest, denormals kept, nothing
 /// trapped and, for the x87 unit, which some of the C library's functions use, full precision. A host may run with
 /// less. Its own state, with what its arithmetic has noted so far, comes back at the end.
 class ScopedFloatState {

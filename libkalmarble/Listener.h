@@ -8,11 +8,11 @@ namespace kalmarble {
 struct Listener {
     kal::Vector3 eye, front, up, right;
 
-    /// Takes the frame over: right = front x up and up = right x front are made of unit length, front stays as given.
-    /// Parallel front and up give numbers that are not finite.
+    /// [control] Takes the frame over: right = front x up and up = right x front are made of unit length, front stays
+    /// as given. Parallel front and up give numbers that are not finite.
     void Place(const kal::Vector3& newEye, const kal::Vector3& newFront, const kal::Vector3& newUp);
 
-    /// A world position as seen by the listener: x along right, y along up, z along front.
+    /// [control] A world position as seen by the listener: x along right, y along up, z along front.
     kal::Vector3 ToListener(const kal::Vector3& position) const;
 };
 

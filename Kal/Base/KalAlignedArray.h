@@ -9,7 +9,7 @@
 namespace kal {
 
 /// A fixed number of floats, the first on a 64-byte boundary: a cache line, and whole vectors of any width. New
-/// elements have no defined value. Copies are deep.
+/// elements have no defined value. Copies are deep. [control] to make and to copy, [render] to use.
 class AlignedArray {
 public:
     explicit AlignedArray(std::size_t elements)

@@ -11,9 +11,9 @@ namespace kal {
 /// The SSE unit's state as programs start with it: rounding to nearest, denormals kept, no traps.
 inline constexpr unsigned kDefaultMxcsr = 0x1f80;
 
-/// Sets this thread's floating-point state to the library's own while it lives: flush-to-zero and denormals-are-zero,
-/// because decaying tails would otherwise end as denormals and triple the cost of a block; rounding to nearest and no
-/// traps, so that an unusual host thread hears the same. The caller's state comes back at the end.
+/// [render] Sets this thread's floating-point state to the library's own while it lives: flush-to-zero and
+/// denormals-are-zero, because decaying tails would otherwise end as denormals and triple the cost of a block; rounding
+/// to nearest and no traps, so that an unusual host thread hears the same. The caller's state comes back at the end.
 class ScopedFlushToZero {
 public:
     ScopedFlushToZero() { _mm_setcsr(kDefaultMxcsr | kFlushToZero | kDenormalsAreZero); }

@@ -9,6 +9,7 @@ namespace kal {
 /// A lock that any thread may open: one thread closes it, another opens it to hand over a turn. Waiting sleeps.
 class Gate {
 public:
+    /// [control]
     explicit Gate(bool isOpen) : open(isOpen) {}
 
     /// [any] Waits until the gate is open and closes it.

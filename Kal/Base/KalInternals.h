@@ -11,8 +11,8 @@
 
 namespace kal {
 
-/// x truncated toward zero and kept within what 32 bits hold; NaN gives 0. A plain conversion of such a value would be
-/// undefined.
+/// [any] x truncated toward zero and kept within what 32 bits hold; NaN gives 0. A plain conversion of such a value
+/// would be undefined.
 inline std::int32_t SaturatedToInt32(double x)
 {
     using Limits = std::numeric_limits<std::int32_t>;
@@ -22,13 +22,13 @@ inline std::int32_t SaturatedToInt32(double x)
     return static_cast<std::int32_t>(x);
 }
 
-/// x, or 0 when it is infinite or not a number: what keeps one bad number from silencing a filter for good.
+/// [any] x, or 0 when it is infinite or not a number: what keeps one bad number from silencing a filter for good.
 inline float FiniteOrZero(float x)
 {
     return std::isfinite(x) ? x : 0.0f;
 }
 
-/// floor(x) kept within ±1e9; NaN gives 1e9. A plain conversion of such a value would be undefined.
+/// [any] floor(x) kept within ±1e9; NaN gives 1e9. A plain conversion of such a value would be undefined.
 inline int SaturatedFloor(float x)
 {
     return static_cast<int>(std::floor(std::max(std::min(1e9f, x), -1e9f)));
@@ -37,20 +37,20 @@ inline int SaturatedFloor(float x)
 /// Beyond this a sample is not usable: no chain of gains in the library takes what is below it to infinity.
 inline constexpr float kLargestUsable = 1e20f;
 
-/// Whether filters may be fed with x: not NaN, infinite or absurdly large.
+/// [any] Whether filters may be fed with x: not NaN, infinite or absurdly large.
 inline bool IsUsable(float x)
 {
     return std::fabs(x) <= kLargestUsable;
 }
 
-/// x, or 0 when it is not usable: what keeps one bad sample from silencing a filter for good.
+/// [any] x, or 0 when it is not usable: what keeps one bad sample from silencing a filter for good.
 inline float UsableOrZero(float x)
 {
     return IsUsable(x) ? x : 0.0f;
 }
 
-/// The largest magnitude among n samples; infinity when one of them is not a number. Compares bit patterns, which order
-/// magnitudes as numbers do and NaN above all, so that compilers make a vector loop of it.
+/// [any] The largest magnitude among n samples; infinity when one of them is not a number. Compares bit patterns, which
+/// order magnitudes as numbers do and NaN above all, so that compilers make a vector loop of it.
 inline float Peak(std::size_t n, const float* x)
 {
     std::int32_t peak = 0;

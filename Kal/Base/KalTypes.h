@@ -16,9 +16,9 @@ enum class AudioFormat : std::int32_t {
     Float32 = 2,   ///< e
 };
 
-/// Sample data that a voice plays: immutable while any voice holds it, interleaved when it has two channels. There is
-/// no virtual destructor on purpose: implementations are made as shared objects of their own type and live as long as
-/// the shared pointers to them.
+/// [any] Sample data that a voice plays: immutable while any voice holds it, interleaved when it has two channels.
+/// There is no virtual destructor on purpose: implementations are made as shared objects of their own type and live as
+/// long as the shared pointers to them.
 class Buffer {
 public:
     virtual const void* GetData() const = 0; ///< first element, aligned for its type; null when there are no frames

@@ -3,6 +3,7 @@
 #include "Kal/Kernels/KalKernelTable.h"
 #include "Kal/Kernels/KalLanes.h"
 
+/// [render] The inner loops of convolution and of the real transform, written once for every lane width.
 namespace kal {
 
 namespace {

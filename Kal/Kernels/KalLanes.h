@@ -1,10 +1,9 @@
 #pragma once
 
-// Several floats that pass through the same arithmetic, for kernels that are written once and compiled once for every
-// instruction set. All of it has internal linkage: a source compiled for a wide instruction set must leave no inline
-// function behind that the linker could choose for the rest of the program. For the same reason those sources call no
-// inline function of the standard library.
-
+/// [any] Several floats that pass through the same arithmetic, for kernels that are written once and compiled once for
+/// every instruction set. All of it has internal linkage: a source compiled for a wide instruction set must leave no
+/// inline function behind that the linker could choose for the rest of the program. For the same reason those sources
+/// call no inline function of the standard library.
 namespace kal {
 
 namespace {

@@ -3,6 +3,7 @@
 #include "Kal/Kernels/KalKernelTable.h"
 #include "Kal/Kernels/KalLanes.h"
 
+/// [render] The inner loop of the reverb, written once for every lane width.
 namespace kal {
 
 namespace {

@@ -1,9 +1,8 @@
 #pragma once
 
-namespace kal {
-
 /// [any] Element-wise arithmetic on arrays of n floats. Arrays that are all aligned to 16 bytes are worked on four
 /// elements at a time; others give the same results more slowly. Arrays do not overlap except where noted.
+namespace kal {
 
 /// dst[i] += a[i] + b[i] + c[i] + d[i], the sources being summed first, from left to right. A source may be dst.
 void Accumulate(unsigned int n, float* dst, const float* a);

@@ -5,9 +5,8 @@
 
 #include <cstdint>
 
-// The inner loops of a voice, written once for every lane width: resampling, smoothed gains, the one-pole low-pass.
-// Frames that wrap around a loop or lie at an end are resampled one by one, in Kal/Voice/KalSampler.h.
-
+/// [render] The inner loops of a voice, written once for every lane width: resampling, smoothed gains, the one-pole
+/// low-pass. Frames that wrap around a loop or lie at an end are resampled one by one, in Kal/Voice/KalSampler.h.
 namespace kal {
 
 namespace {

@@ -9,7 +9,7 @@ namespace qfft {
 /// A cache line, and whole vectors of any width.
 inline constexpr std::size_t kAlignment = 64;
 
-/// Allocates on 64-byte boundaries.
+/// [control] Allocates on 64-byte boundaries.
 template<class T>
 struct AlignedAllocator {
     using value_type = T;

@@ -2,7 +2,7 @@
 
 namespace qfft {
 
-/// Writes "source: expression" to the standard error stream and aborts.
+/// [any] Writes "source: expression" to the standard error stream and aborts.
 [[noreturn]] void AssertionFailed(const char* source, const char* expression);
 
 } // namespace qfft

@@ -2,6 +2,7 @@
 
 #include <numbers>
 
+/// [any] Complex arithmetic and the transforms of a few points.
 namespace qfft {
 
 /// A complex number, or several side by side when V is a vector of floats.

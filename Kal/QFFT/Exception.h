@@ -12,6 +12,7 @@ namespace qfft {
 template<class Tag>
 class PrintfException : public std::exception {
 public:
+    /// [control] @param format as printf takes it, with what it names behind
     [[gnu::format(printf, 2, 3)]] explicit PrintfException(const char* format, ...)
     {
         char buffer[4096];

@@ -8,7 +8,7 @@ namespace qfft {
 /// every dimension in turn. Takes twice the working memory of its longest rows' transform.
 class MultidimensionalFFTSetup final : public FFTSetup {
 public:
-    /// @throws qfft::Exception for parallel transforms, and as the setups of the single dimensions do.
+    /// [control] @throws qfft::Exception for parallel transforms, and as the setups of the single dimensions do.
     explicit MultidimensionalFFTSetup(const FFTParam& param);
 
     void Transform(const FFTInput& input) const override;

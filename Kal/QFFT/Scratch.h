@@ -4,8 +4,8 @@
 
 namespace qfft {
 
-/// Working memory of one call, aligned to a cache line: kLocalBytes of it stand on the stack, uninitialised; more is
-/// allocated.
+/// Working memory of one call, aligned to a cache line: kLocalBytes of it stand on the stack, uninitialised, which is
+/// [render]; more is allocated, which is [control].
 template<class T, std::size_t kLocalBytes>
 class Scratch {
 public:

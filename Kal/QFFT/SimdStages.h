@@ -5,13 +5,12 @@
 
 #include <cstddef>
 
+/// [render] Stage kernels on vectors of floats, written once and compiled once for every instruction set. The vector V
+/// is a type of the including source's unnamed namespace: a source compiled for a wide instruction set must leave no
+/// function behind that the linker could choose for the rest of the program. For the same reason those sources call no
+/// inline function of the standard library. V has kLanes, Load, Broadcast, Store, StoreInterleaved, + - * and
+///     MultiplyAdd(a, b, c) = a b + c, MultiplySubtract(a, b, c) = a b - c.
 namespace qfft {
-
-// Stage kernels on vectors of floats, written once and compiled once for every instruction set. The vector V is a type
-// of the including source's unnamed namespace: a source compiled for a wide instruction set must leave no function
-// behind that the linker could choose for the rest of the program. For the same reason those sources call no inline
-// function of the standard library. V has kLanes, Load, Broadcast, Store, StoreInterleaved, + - * and
-//     MultiplyAdd(a, b, c) = a b + c, MultiplySubtract(a, b, c) = a b - c.
 
 template<class V>
 inline Complex<V> Load(const float* real, const float* imag, std::size_t i)

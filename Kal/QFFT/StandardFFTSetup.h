@@ -15,7 +15,7 @@ namespace qfft {
 template<cpu::FeatureLevel level, DataType type, bool backward>
 class StandardFFTSetup final : public FFTSetup {
 public:
-    /// @throws qfft::Exception as PlanRadices does.
+    /// [control] @throws qfft::Exception as PlanRadices does.
     explicit StandardFFTSetup(const FFTParam& param);
 
     void Transform(const FFTInput& input) const override;

@@ -86,8 +86,10 @@ public:
 
     int Delay() const { return delay; }
 
+    /// [render] The delayed frame; comes before the Write of the same time.
     float Read() const { return ring[ReadIndex()]; }
 
+    /// [render] Puts a frame in and goes on to the next.
     void Write(float x)
     {
         ring[writeIndex] = x;

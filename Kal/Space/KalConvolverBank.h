@@ -55,7 +55,7 @@ private:
     std::vector<Accumulator> accumulators;
 };
 
-/// The bins of two ears, each real and imaginary part on a cache line's boundary.
+/// The bins of two ears, each real and imaginary part on a cache line's boundary. [control] to make, [render] to use.
 class StereoSpectrum {
 public:
     explicit StereoSpectrum(int bins);

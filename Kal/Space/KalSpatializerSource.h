@@ -10,6 +10,7 @@ namespace kal {
 /// A voice's way into its spatializer. It serves one thread at a time.
 class Spatializer::Source {
 public:
+    /// [control]
     explicit Source(const std::shared_ptr<Spatializer>& owner) : spatializer(owner), directions(owner.get()) {}
 
     /// [render] Adds count >= 0 samples to frames offset ... offset + count - 1 of the block, from the measured

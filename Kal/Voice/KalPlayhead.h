@@ -9,8 +9,8 @@
 
 namespace kal {
 
-/// The play position of a voice during one span of frames: steps by repeated addition, wraps around the loop, knows the
-/// end.
+/// [render] The play position of a voice during one span of frames: steps by repeated addition, wraps around the loop,
+/// knows the end.
 template<bool looped>
 class Playhead {
 public:

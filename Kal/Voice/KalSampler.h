@@ -19,23 +19,26 @@ struct FormatTraits;
 template<>
 struct FormatTraits<AudioFormat::Unsigned8> {
     using Element = std::uint8_t;
+    /// [render]
     static double Convert(Element e) { return (e - 128.0) * kScale8; }
 };
 
 template<>
 struct FormatTraits<AudioFormat::Signed16> {
     using Element = std::int16_t;
+    /// [render]
     static double Convert(Element e) { return e * double{kScale16}; }
 };
 
 template<>
 struct FormatTraits<AudioFormat::Float32> {
     using Element = float;
+    /// [render]
     static double Convert(Element e) { return e; }
 };
 
-/// Reads whole frames of a voice's sample data: silence outside the data, wrapped around the loop in looped types. The
-/// interpolating samplers derive from it; renderers hold one by value and are specialised over it.
+/// [render] Reads whole frames of a voice's sample data: silence outside the data, wrapped around the loop in looped
+/// types. The interpolating samplers derive from it; renderers hold one by value and are specialised over it.
 ///
 /// This is the general way, frame by frame. Where nothing wraps or ends, mono voices go through the other half of
 /// resampling, the kernel of Kal/Kernels/KalVoiceKernel.h.
@@ -108,7 +111,7 @@ private:
     std::int32_t loopEnd = 0;   ///< looped types only; loopStart < loopEnd
 };
 
-/// The frame at or before the position.
+/// [render] The frame at or before the position.
 template<int channels, AudioFormat format, bool looped>
 class NearestSampler : public BaseSampler<channels, format, looped> {
 public:
@@ -124,8 +127,8 @@ private:
     using Base = BaseSampler<channels, format, looped>;
 };
 
-/// A straight line between two frames. The whole part is cut toward zero: below zero the line runs on from the two
-/// frames next to it.
+/// [render] A straight line between two frames. The whole part is cut toward zero: below zero the line runs on from the
+/// two frames next to it.
 template<int channels, AudioFormat format, bool looped>
 class LinearSampler : public BaseSampler<channels, format, looped> {
 public:
@@ -147,7 +150,7 @@ private:
     using Base = BaseSampler<channels, format, looped>;
 };
 
-/// A cubic through the two inner frames with slopes from the outer ones.
+/// [render] A cubic through the two inner frames with slopes from the outer ones.
 template<int channels, AudioFormat format, bool looped>
 class CubicSampler : public BaseSampler<channels, format, looped> {
 public:

@@ -76,6 +76,7 @@ template<class T> void LackingTemplate(T);
 class TaggedClass { public: void Method(); };
 /// [control] All of it.
 namespace tagged { void Function(); }
+namespace tagged { void Lacking(); }
 class Mixed {
 public:
     explicit Mixed(int LackingConstructor);

@@ -31,8 +31,12 @@ FUNCTIONS = [CursorKind.FUNCTION_DECL, CursorKind.FUNCTION_TEMPLATE, CursorKind.
 HIDDEN = [AccessSpecifier.PRIVATE, AccessSpecifier.PROTECTED]
 
 
-def has_tag(cursor):
-    return bool(TAG.search(cursor.raw_comment or ""))
+def docstring(cursor, lines):
+    """The comment directly above. (Clang's own finding would give a namespace the comment of any part of it.)"""
+    end = start = cursor.extent.start.line - 1
+    while start > 0 and lines[start - 1].lstrip().startswith("///"):
+        start -= 1
+    return "".join(lines[start:end])
 
 
 def is_plain_data(cursor):
@@ -64,12 +68,13 @@ def faults(headers):
             header = os.path.normpath(cursor.location.file.name) if cursor.location.file else None
             if header not in lines or cursor.access_specifier in HIDDEN:
                 continue
+            text = docstring(cursor, lines[header])
             if cursor.kind in FUNCTIONS:
-                follows = cursor.extent.start.line == last_line + 1 and not cursor.raw_comment
-                last_line, last_tagged = cursor.extent.end.line, has_tag(cursor) or (follows and last_tagged)
+                follows = cursor.extent.start.line == last_line + 1
+                last_line, last_tagged = cursor.extent.end.line, bool(TAG.search(text)) or (follows and last_tagged)
                 if not last_tagged and needs_tag(cursor, scope, lines[header]):
                     found.append(f"{header}:{cursor.location.line}: {cursor.spelling} has no thread tag")
-            elif cursor.kind in [CursorKind.NAMESPACE, *CLASSES] and not has_tag(cursor):
+            elif cursor.kind in [CursorKind.NAMESPACE, *CLASSES] and not TAG.search(text):
                 walk(cursor)
 
     together = "".join(f'#include "{header}"\n' for header in headers)
