@@ -243,7 +243,7 @@ private:
     kal::Vector3 AnyPlace()
     {
         if (isWild && dice.OneIn(4)) return {dice.Of({kNan, kInfinity, 1e30f, 1e-40f}), 0.0f, dice.Of({kNan, -1.0f})};
-        if (dice.OneIn(3))
+        if (dice.OneIn(4))
             return dice.Of<kal::Vector3>({{0, 0, 0},
                                           {-0.0f, -0.0f, -0.0f},
                                           {0, 1, 0},
@@ -254,6 +254,10 @@ private:
                                           {1, 0, 0},
                                           {-1, 0, 0},
                                           {-1e-6f, 0, -2}});
+        if (dice.OneIn(4)) { // as far from one measured direction as from another, where the last bit decides
+            const float side = dice.Of({1.0f, -1.0f}), height = dice.Of({0.0f, 1.0f, -1.0f, 3.0f, 5.0f, 8.0f});
+            return {side * dice.Of({0.0f, 1.0f}), height, dice.Of({1.0f, -1.0f})};
+        }
         const float reach = dice.Of({0.1f, 2.0f, 2.0f, 50.0f});
         return {dice.Between(-reach, reach), dice.Between(-reach, reach), dice.Between(-reach, reach)};
     }
