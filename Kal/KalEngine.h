@@ -71,6 +71,9 @@ public:
     /// records over for the next block. Record 0 drives the short reverb, 1 the middle one, 2 the long one.
     ReverbSettings reverbSettings = kDefaultReverbSettings;
 
+    /// [render] For measurements: how many frames so far the limiter brought down to full scale.
+    std::uint64_t NumLimitedFrames() const { return limiter.NumLimitedFrames(); }
+
     /// More workers than any machine a game runs on has.
     static constexpr unsigned kMaxThreads = 256;
 

@@ -24,6 +24,7 @@ void Compressor::Process(float* frames, unsigned numFrames)
             left *= scale;
             right *= scale;
             gain *= scale;
+            ++numLimitedFrames;
         }
         gain = gain * releaseCoef + releaseStep;
         frame[0] = left;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+
 namespace kal {
 
 /// The peak limiter at the end of the mix: a frame that would exceed full scale is scaled to it at once, and the gain
@@ -13,10 +15,14 @@ public:
     /// the gain alone; every sample is within -1 ... 1 but for rounding afterwards.
     void Process(float* frames, unsigned numFrames);
 
+    /// [render] For measurements: how many frames so far would have exceeded full scale.
+    std::uint64_t NumLimitedFrames() const { return numLimitedFrames; }
+
 private:
     float releaseCoef;
     float releaseStep;
     float gain = 1.0f;
+    std::uint64_t numLimitedFrames = 0;
 };
 
 } // namespace kal
