@@ -1,25 +1,13 @@
 #include "Kal/QFFT/CpuFeature.h"
 
 #include <atomic>
-#include <cstdlib>
-#include <cstring>
 
 namespace qfft::cpu {
 namespace {
 
-InstructionSet FirstInstructionSet()
-{
-    const std::vector<InstructionSet> sets = UsableInstructionSets();
-    // NOLINTNEXTLINE(concurrency-mt-unsafe): read once, when the first transform is planned
-    if (const char* wanted = std::getenv("KALMARBLE_KERNELS"))
-        for (const InstructionSet set : sets)
-            if (std::strcmp(wanted, NameOf(set)) == 0) return set;
-    return sets.back();
-}
-
 std::atomic<InstructionSet>& Selection()
 {
-    static std::atomic<InstructionSet> selection = FirstInstructionSet();
+    static std::atomic<InstructionSet> selection = UsableInstructionSets().back();
     return selection;
 }
 

@@ -21,8 +21,7 @@ const char* NameOf(InstructionSet set);
 /// [any] The sets that this processor can run, from narrow to wide.
 std::vector<InstructionSet> UsableInstructionSets();
 
-/// [any] The set in use: what was selected last; before that the usable one that the environment variable
-/// KALMARBLE_KERNELS names, so that support can rule out a kernel on a player's machine; else the widest usable one.
+/// [any] The set in use: what was selected last; before that the widest usable one.
 InstructionSet ActiveInstructionSet();
 
 /// [any] Makes a usable set the one in use for the whole process: for tests and benchmarks. Transforms take their
