@@ -37,7 +37,8 @@ TEST(Reverb, FollowsItsDifferenceEquations)
                          {48000, 0.036f, 1.65f, 8, 0.99f, 20000}}) { // hardly damped
         SCOPED_TRACE(testing::Message() << c.rate << " Hz, size " << c.size);
         Reverb reverb = Configured(c.rate, c.size, c.delayRange, c.rt60, c.hfRatio, c.hfReference);
-        ReverbModel model(c.rate, c.size, c.delayRange, c.rt60, c.hfRatio, c.hfReference);
+        ReverbModel model;
+        model.Set(c.rate, c.size, c.delayRange, c.rt60, c.hfRatio, c.hfReference);
         std::vector<float> actual;
         std::vector<double> expected;
         for (float x : Noise(12000, 1)) {
@@ -96,7 +97,8 @@ TEST(Reverb, DecaysInItsReverberationTime)
             const auto n = static_cast<std::size_t>(rate * rt60);
             const auto h = ImpulseResponse(n, [&](float x) { return reverb.ProcessSample(x)[6]; });
             // A pass takes the mean of the lines. At the reference the damping takes its part, too.
-            const ReverbModel model(rate, 0.036, 1.65, rt60, 0.8, 8000);
+            ReverbModel model;
+            model.Set(rate, 0.036, 1.65, rt60, 0.8, 8000);
             const double pass = std::accumulate(model.delays.begin(), model.delays.end(), 0.0) / 16.0 / rate;
             const double implied = -3.0 * pass / std::log10(model.decay);
             const double damping = 0.25 * std::log10(model.decay / 4.0); // q = gain^(1 / 0.8 - 1)

@@ -100,6 +100,33 @@ TEST(SendNetwork, DISABLED_FollowsItsModelForAnHour)
     EXPECT_GT(10.0 * std::log10(power / error), 120.0);
 }
 
+// Lines, gains and pre-delays that move at every block, into the silence after the last sound.
+TEST(SendNetwork, FollowsItsModelThroughRoomsThatChangeEveryBlock)
+{
+    const Settings rooms[] = {kRoom,
+                              {{{0.1f, 0.001f, 0.1f, 0.02f}, {0.4f, 0.0081f, 2.4f, 0.005f}, {0.3f, 0.0213f, 8.0f, 0.1f}}},
+                              {{{0.5f, 0.0005f, 0.3f, 0}, {0.1f, 0.013f, 0.36f, 0.3f}, {0.2f, 0.036f, 1.2f, 0}}}};
+    const auto send = Burst(5000, 15000);
+    SendNetwork network(44100);
+    SendNetworkModel model(44100, kRoom);
+    std::vector<double> expected;
+    std::vector<float> actual;
+    const unsigned blocks[] = {512, 1, 300, 1000};
+    for (std::size_t done = 0, block = 0, n; done < send.size(); done += n, ++block) {
+        n = std::min<std::size_t>(blocks[block % 4], send.size() - done);
+        const Settings& room = rooms[block % 3];
+        const std::vector<float> part(send.begin() + done, send.begin() + done + n);
+        const auto mix = Rendered(network, room, part).mix;
+        actual.insert(actual.end(), mix.begin(), mix.end());
+        model.Set(room);
+        for (const float x : part) {
+            const auto frame = model.ProcessSample(x);
+            expected.insert(expected.end(), {frame.left, frame.right});
+        }
+    }
+    EXPECT_GT(SignalToErrorDb(actual, expected), 100.0);
+}
+
 class SendNetworks : public EveryTable {};
 
 INSTANTIATE_TEST_SUITE_P(Tables, SendNetworks, kEveryTable, NameOfTable);
@@ -116,7 +143,7 @@ TEST_P(SendNetworks, GiveTheSameForEveryTableAndDivision)
 }
 
 // Adds to what the buses hold, and follows a new level by a tenth of the distance a frame.
-TEST(SendNetwork, AddsToItsBusesAndGlidesToNewLevels)
+TEST(SendNetwork, AddsToItsBusesAndSmoothsNewLevels)
 {
     const auto send = Noise(4096, 7);
     Settings quiet = {{{0, 0.001f, 0.1f, 0}, {0, 0.013f, 1, 0}, {0, 0.036f, 3, 0}}};

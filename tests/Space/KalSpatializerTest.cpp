@@ -94,6 +94,36 @@ TEST(Spatializer, ChoosesTheNearestDirectionAndItsSide)
     }
 }
 
+// The places where an angle is not defined, and both signs of zero.
+TEST(Spatializer, KnowsDirectionsWithoutAnAngle)
+{
+    struct Case {
+        Vector3 direction;
+        float level;
+        bool mirrored;
+    };
+    for (const Case c : {Case{{0, 5, 0}, 0.7f, false},
+                         {{-0.0f, 5, -0.0f}, 0.7f, false},
+                         {{0, -5, 0}, 0.1f, false},
+                         {{0, 0, 0}, 0.3f, false},
+                         {{-0.0f, -0.0f, -0.0f}, 0.3f, false},
+                         {{-0.0f, 0, 2}, 0.3f, false},
+                         {{0, -0.0f, -2}, 0.6f, true},
+                         {{-0.0f, 0, -2}, 0.6f, true},
+                         {{3, -0.0f, -0.0f}, 0.5f, false},
+                         {{-3, 0, -0.0f}, 0.5f, true},
+                         {{1e-30f, 1e30f, 0}, 0.7f, false}}) {
+        SCOPED_TRACE(testing::Message() << c.direction.x << ", " << c.direction.y << ", " << c.direction.z);
+        const auto spatializer = Loaded(Levels());
+        const auto source = spatializer->CreateSource();
+        const float one = 1.0f;
+        Render(*spatializer, 1, [&] { source->Mix(&one, 0, 1, c.direction); });
+        const Signal out = Silence(*spatializer, 1);
+        EXPECT_NEAR(out[c.mirrored ? 1 : 0], 0.5f * c.level, 1e-6f);
+        EXPECT_EQ(out[c.mirrored ? 0 : 1], 0.0f);
+    }
+}
+
 TEST(Spatializer, EveryDirectionOfTheShippedSetSoundsAsMeasured)
 {
     const HrtfSet set = ShippedSet();

@@ -104,6 +104,7 @@ TEST_P(Voices, MatchesTheModel)
     constexpr double kSpeeds[] = {0.01, 0.5, 1.0, 48000.0 / 44100.0, 1.37, 2.0, 7.3, 100.0};
     constexpr float kCoefs[] = {1.0f, 0.3f, 0.01f, 1.9f};
     constexpr double kPositions[] = {0.0, 700.25, -3.5, 2400.0};
+    constexpr float kReferences[] = {4.0f, 100.0f, 12.0f, 13.9f}; // of a voice at 14
     constexpr int kSpans[] = {1, 512, 7, 300, 64, 1};
     const auto frames = NoiseFrames(6000);
     int variant = 0;
@@ -125,12 +126,13 @@ TEST_P(Voices, MatchesTheModel)
                         param.loopStart = variant % 3 * 100;
                         param.loopEnd = 1000 + variant % 5 * 300;
                         param.sourcePosition = {3.0f, -1.0f, 2.0f};
-                        param.referenceDistanceSq = variant % 2 ? 4.0f : 100.0f;
+                        param.referenceDistanceSq = kReferences[variant % 4];
                         ++variant;
                         Pair pair(kind, how, buffer, param);
                         for (const int span : kSpans) pair.Render(span);
                         param.gain = 0.2f;
                         param.reverbSendGain = 0.9f;
+                        param.lowpassCoef = kCoefs[variant % 4]; // also from 1, where the filter has not run
                         param.loopStart += 150;
                         param.loopEnd += 77;
                         pair.Change(param);

@@ -22,9 +22,9 @@ double Past(const std::vector<double>& history, std::size_t frames)
 
 } // namespace
 
-ReverbModel::ReverbModel(double rate, double size, double delayRange, double rt60, double hfRatio, double hfReference)
-    : written(16), dampState(16)
+void ReverbModel::Set(double rate, double size, double delayRange, double rt60, double hfRatio, double hfReference)
 {
+    delays.clear();
     const double ratio = std::pow(delayRange + 1.0, 1.0 / 16.0);
     double target = size * rate;
     int prime = 0;
@@ -70,18 +70,22 @@ std::vector<double> SendNetworkModel::Room::Process(double x, double fastCoef, d
     return taps;
 }
 
-SendNetworkModel::SendNetworkModel(double rate, const ReverbSettings& settings)
+SendNetworkModel::SendNetworkModel(double samplingRate, const ReverbSettings& settings) : rate(samplingRate), rooms(3)
 {
     const int lengths[] = {7, 37, 97, 157, 1, 3, 5, 55};
     const double coefs[] = {0.3, 0.2, 0.1, 0.1, 0.6, 0.6, 0.6, 0.6};
     for (std::size_t i = 0; i < 8; ++i) diffusers.push_back({static_cast<std::size_t>(lengths[i]), coefs[i], {}, {}});
+    Set(settings);
+}
+
+void SendNetworkModel::Set(const ReverbSettings& settings)
+{
     const double delayRanges[] = {1.65, 1.8, 1.65}, hfRatios[] = {0.9, 0.95, 0.8};
     for (std::size_t i = 0; i < 3; ++i) {
         const ReverbSetting& s = settings[i];
-        rooms.push_back({.reverb = ReverbModel(rate, s.size, delayRanges[i], s.rt60, hfRatios[i], 8000.0),
-                         .preDelay = static_cast<std::size_t>(static_cast<float>(rate) * s.preDelay),
-                         .level = s.level,
-                         .history = {}});
+        rooms[i].reverb.Set(rate, s.size, delayRanges[i], s.rt60, hfRatios[i], 8000.0);
+        rooms[i].preDelay = static_cast<std::size_t>(static_cast<float>(rate) * s.preDelay);
+        rooms[i].level = s.level;
     }
 }
 

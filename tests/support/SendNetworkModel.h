@@ -10,7 +10,10 @@ namespace kal::test {
 /// 256 terms, primes found by division.
 class ReverbModel {
 public:
-    ReverbModel(double samplingRate, double size, double delayRange, double rt60, double hfRatio, double hfReference);
+    ReverbModel() : written(16), dampState(16) {}
+
+    /// Sizes and coefficients from the next frame on; what is in the lines stays.
+    void Set(double samplingRate, double size, double delayRange, double rt60, double hfRatio, double hfReference);
 
     std::vector<double> ProcessSample(double x); ///< eight taps
 
@@ -23,10 +26,13 @@ private:
     std::vector<double> dampState;
 };
 
-/// The whole send network in double, one frame at a time, with settings that never change.
+/// The whole send network in double, one frame at a time.
 class SendNetworkModel {
 public:
     SendNetworkModel(double samplingRate, const ReverbSettings& settings);
+
+    /// The room from the next frame on.
+    void Set(const ReverbSettings& settings);
 
     struct Frame {
         double left, right;
@@ -42,13 +48,14 @@ private:
 
     struct Room {
         ReverbModel reverb;
-        std::size_t preDelay; ///< frames
-        double level, gain = 0.0, fast = 0.0, slow = 0.0;
+        std::size_t preDelay = 0; ///< frames
+        double level = 0.0, gain = 0.0, fast = 0.0, slow = 0.0;
         std::vector<double> history;
 
         std::vector<double> Process(double x, double fastCoef, double slowCoef);
     };
 
+    double rate;
     std::vector<Diffuser> diffusers;
     std::vector<Room> rooms; ///< short, middle, long
 };
