@@ -78,7 +78,7 @@ lint: ## checks the format of all, scripts, includes, thread tags and, by clang-
 	@run-clang-tidy-14 -quiet -p build/linux-clang '^$(CURDIR)/(Kal|libkalmarble|examples|tools)/.*\.c' >build/tidy.log 2>&1 || { cat build/tidy.log; exit 1; }
 
 lines: ## counts lines of code and the share of tests, which is to be a third at most
-	$(need) format lint
+	$(need) lines
 	@tools/lint/lines.sh
 
 clean: ## removes everything that was built
