@@ -167,8 +167,7 @@ void Renderer::CollectFrames(const Sound& sound, std::int64_t begin, std::int64_
     frames.push_back(sound.stop);
     std::erase_if(frames, [&](std::int64_t f) { return f < begin || f >= blockEnd; });
     std::ranges::sort(frames);
-    const auto repeated = std::ranges::unique(frames);
-    frames.erase(repeated.begin(), repeated.end());
+    frames.erase(std::unique(frames.begin(), frames.end()), frames.end());
 }
 
 // Tells a voice what changes within the block, in the order of time, as a seek carries the record that was told last.
