@@ -103,9 +103,10 @@ TEST(SendNetwork, DISABLED_FollowsItsModelForAnHour)
 // Lines, gains and pre-delays that move at every block, into the silence after the last sound.
 TEST(SendNetwork, FollowsItsModelThroughRoomsThatChangeEveryBlock)
 {
-    const Settings rooms[] = {kRoom,
-                              {{{0.1f, 0.001f, 0.1f, 0.02f}, {0.4f, 0.0081f, 2.4f, 0.005f}, {0.3f, 0.0213f, 8.0f, 0.1f}}},
-                              {{{0.5f, 0.0005f, 0.3f, 0}, {0.1f, 0.013f, 0.36f, 0.3f}, {0.2f, 0.036f, 1.2f, 0}}}};
+    const Settings rooms[] = {
+        kRoom,
+        {{{0.1f, 0.001f, 0.1f, 0.02f}, {0.4f, 0.0081f, 2.4f, 0.005f}, {0.3f, 0.0213f, 8.0f, 0.1f}}},
+        {{{0.5f, 0.0005f, 0.3f, 0}, {0.1f, 0.013f, 0.36f, 0.3f}, {0.2f, 0.036f, 1.2f, 0}}}};
     const auto send = Burst(5000, 15000);
     SendNetwork network(44100);
     SendNetworkModel model(44100, kRoom);
