@@ -109,6 +109,13 @@ int Renderer::Render(float* out, int numFrames)
     return done;
 }
 
+std::vector<Heard> Renderer::Voices() const
+{
+    std::vector<Heard> heard;
+    for (const Voice& voice : voices) heard.push_back({voice.sound, voice.last.sourcePosition});
+    return heard;
+}
+
 std::int64_t Renderer::BlockEnd() const
 {
     std::int64_t blockEnd = std::min((position / kBlockFrames + 1) * kBlockFrames, end);

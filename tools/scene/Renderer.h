@@ -24,6 +24,12 @@ struct Statistics {
     std::uint64_t startedVoices = 0;
 };
 
+/// A voice that plays.
+struct Heard {
+    const Sound* sound;
+    kal::Vector3 position; ///< as the listener hears it: +x right, +y up, +z ahead
+};
+
 /// Renders a scene, on and on. Every event takes effect at its own frame, and the frames that come out do not depend,
 /// to the last bit, on how many are asked for at a time. With one thread and one table of kernels they are the same in
 /// every run.
@@ -37,6 +43,7 @@ public:
     int Render(float* out, int numFrames);
 
     /// Voices that play after the frames rendered so far, or up to a block of the engine's later.
+    std::vector<Heard> Voices() const;
     unsigned NumVoices() const { return static_cast<unsigned>(voices.size()); }
     const Statistics& Stats() const { return statistics; }
 
