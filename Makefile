@@ -2,11 +2,11 @@
 # The presets of CMakePresets.json do the work, so `cmake --preset linux-debug` and the like serve as well. Each target
 # installs what it needs and no more: the groups named after `need` stand in tools/packages.txt.
 
-.PHONY: build help setup demo soak test bench sanitize debug fuzz format lint lines clean
+.PHONY: build help setup demo play soak test bench sanitize debug fuzz format lint lines clean
 .NOTPARALLEL:
 
 need = @tools/setup.sh
-tools = demo kalrender# the groups of packages of all tools, which the tests run and the linters read
+tools = demo kalrender play# the groups of packages of all tools, which the tests run and the linters read
 
 # $(call make,PRESET) configures and builds all of a preset, $(call make,PRESET,PART) what PRESET-PART names of it.
 make = cmake --preset $(1) >/dev/null && cmake --build --preset $(1)$(addprefix -,$(2))
@@ -31,6 +31,11 @@ demo: ## renders a scene on Linux and Windows to WAV files and pictures in build
 	@$(call make,linux,demo)
 	@$(call make,win32,demo)
 	@tools/demo/run.sh
+
+play: ## plays a small game through the sound card for SECONDS=12
+	$(need) linux play
+	@$(call make,linux,play)
+	@build/linux/examples/sdl_host $(addprefix /usr/share/sounds/alsa/,Front_Center.wav Noise.wav) $(or $(SECONDS),12)
 
 soak: ## plays for SECONDS=120, with OVERLOAD=1 too much, and looks for what shows after a while
 	$(need) linux

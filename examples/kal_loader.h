@@ -25,23 +25,42 @@ typedef struct KalLibrary {
     const char* error;                /* why initialize is null */
 } KalLibrary;
 
-/* Loads the file at `path`. */
-static inline KalLibrary kalOpenLibrary(const char* path)
+#ifdef _WIN32
+/* Loads the file at a wide path, as std::filesystem::path::c_str gives it. */
+static inline KalLibrary kalOpenLibraryW(const wchar_t* path)
 {
     KalLibrary library = {NULL, NULL, NULL};
-#ifdef _WIN32
-    HMODULE handle = LoadLibraryA(path);
+    HMODULE handle = LoadLibraryW(path);
     FARPROC symbol = handle ? GetProcAddress(handle, "KalInitialize") : NULL;
-    if (!symbol) library.error = handle ? "KalInitialize is not there" : "the file is not there or not a 32-bit DLL";
-#else
-    void* handle = dlopen(path, RTLD_NOW | RTLD_LOCAL);
-    void* symbol = handle ? dlsym(handle, "KalInitialize") : NULL;
-    if (!symbol) library.error = dlerror(); /* NOLINT(concurrency-mt-unsafe): each thread has its own text here */
-#endif
+    if (!handle)
+        library.error = sizeof handle == 4 ? "the file is not there or not a 32-bit DLL"
+                                           : "the file is not there or not a 64-bit DLL";
+    else if (!symbol)
+        library.error = "KalInitialize is not there";
     library.handle = (void*)handle;
     /* A copy of the bytes, for neither language converts these pointers to the function's type without complaint. */
     memcpy(&library.initialize, &symbol, sizeof symbol);
     return library;
+}
+#endif
+
+/* Loads the file at `path`, in UTF-8. */
+static inline KalLibrary kalOpenLibrary(const char* path)
+{
+#ifdef _WIN32
+    KalLibrary unnamed = {NULL, NULL, "the path is too long or not in UTF-8"};
+    wchar_t wide[1024];
+    if (!MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, path, -1, wide, 1024)) return unnamed;
+    return kalOpenLibraryW(wide);
+#else
+    KalLibrary library = {NULL, NULL, NULL};
+    void* symbol;
+    library.handle = dlopen(path, RTLD_NOW | RTLD_LOCAL);
+    symbol = library.handle ? dlsym(library.handle, "KalInitialize") : NULL;
+    if (!symbol) library.error = dlerror(); /* NOLINT(concurrency-mt-unsafe): each thread has its own text here */
+    memcpy(&library.initialize, &symbol, sizeof symbol);
+    return library;
+#endif
 }
 
 /* Unloads the library; every context must have been destroyed. */
