@@ -83,7 +83,7 @@ Plot::~Plot()
 void Plot::Add(const float* frames, int numFrames, const kalscene::Renderer& renderer)
 {
     samples.insert(samples.end(), frames, frames + 2 * static_cast<std::size_t>(numFrames));
-    moments.push_back({static_cast<double>(samples.size() / 2) / scene.samplingRate, renderer.Voices()});
+    moments.push_back({Seconds(samples.size() / 2), renderer.Voices()});
 }
 
 void Plot::WriteLevels() const
@@ -91,7 +91,7 @@ void Plot::WriteLevels() const
     std::ofstream out(folder / "levels");
     const std::size_t numFrames = samples.size() / 2, step = std::max<std::size_t>(1, numFrames / kColumns);
     for (std::size_t start = 0; start + step <= numFrames; start += step) {
-        out << static_cast<double>(start) / scene.samplingRate;
+        out << Seconds(start);
         for (std::size_t ear = 0; ear < 2; ++ear) {
             float least = 0.0f, most = 0.0f;
             double energy = 0.0;
@@ -123,8 +123,7 @@ void Plot::WriteSpectrogram() const
             const auto binAt = [&](double r) { return std::lround(kLowest * std::exp2(r / 12.0) / binWidth); };
             const long first = std::max(1L, binAt(row - 0.5)), last = std::max(first, binAt(row + 0.5) - 1);
             const double loudest = *std::max_element(power.begin() + first, power.begin() + last + 1);
-            out << static_cast<double>(start) / scene.samplingRate << ' ' << row / 12.0 << ' ' << Decibels(loudest)
-                << '\n';
+            out << Seconds(start) << ' ' << row / 12.0 << ' ' << Decibels(loudest) << '\n';
         }
         out << '\n';
     }
@@ -154,7 +153,7 @@ void Plot::Draw()
     WriteVoices();
     std::ofstream names(folder / "script");
     names << "folder = \"" << folder.string() << "\"\nset terminal " << terminal << " size 1200, 1500\n"
-          << "duration = " << static_cast<double>(samples.size() / 2) / scene.samplingRate << "\nlowest = " << kLowest
+          << "duration = " << Seconds(samples.size() / 2) << "\nlowest = " << kLowest
           << "\nnumSounds = " << scene.sounds.size() << '\n'
           << PlotScript();
     names.close();

@@ -34,6 +34,7 @@ private:
         std::vector<kalscene::Heard> voices;
     };
 
+    double Seconds(std::size_t frames) const { return static_cast<double>(frames) / scene.samplingRate; }
     void WriteLevels() const;
     void WriteSpectrogram() const;
     void WriteVoices() const;

@@ -29,8 +29,10 @@ bool Terminal::IsThere()
 
 std::string Terminal::Coloured(const char* code, const std::string& text)
 {
-    // NOLINTNEXTLINE(concurrency-mt-unsafe): nothing sets it
-    static const bool isColoured = IsThere() && (!std::getenv("NO_COLOR") || !*std::getenv("NO_COLOR"));
+    static const bool isColoured = [] {
+        const char* const wish = std::getenv("NO_COLOR"); // NOLINT(concurrency-mt-unsafe): nothing sets it
+        return IsThere() && (!wish || !*wish);
+    }();
     return isColoured ? "\033[" + std::string(code) + "m" + text + "\033[0m" : text;
 }
 

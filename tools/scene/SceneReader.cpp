@@ -63,6 +63,7 @@ std::string Joined(const std::vector<std::string>& lines)
 [[noreturn]] void Refuse(const std::string& name, const std::vector<Fault>& faults)
 {
     std::vector<std::string> lines;
+    lines.reserve(faults.size());
     for (const Fault& fault : faults)
         lines.push_back(name + ": " + (fault.path.empty() ? "" : fault.path + ": ") + fault.text);
     throw SceneError(std::move(lines));
