@@ -6,7 +6,7 @@
 .NOTPARALLEL:
 
 need = @tools/setup.sh
-tools = demo kalrender play# the groups of packages of all tools, which the tests run and the linters read
+tools = demo kalrender kalhrtf play# the groups of packages of all tools, which the tests run and the linters read
 
 # $(call make,PRESET) configures and builds all of a preset, $(call make,PRESET,PART) what PRESET-PART names of it.
 make = cmake --preset $(1) >/dev/null && cmake --build --preset $(1)$(addprefix -,$(2))

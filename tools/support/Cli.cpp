@@ -22,24 +22,25 @@ void AddPage(CLI::App& app, const char* flag, std::string (*page)(const CLI::App
 
 } // namespace
 
-int Run(CLI::App& app, int argc, char** argv)
-{
-    const std::string name = app.get_name();
+int Run(int argc, char** argv, const char* name, void (*describe)(CLI::App& app)) noexcept
+try {
+    CLI::App app("", name);
+    app.set_version_flag("--version", std::string(name) + " " KAL_VERSION);
+    AddPage(app, "--man", ManPage, "Print the manual page");
+    AddPage(app, "--bash-completion", BashCompletion, "Print the completion for bash");
+    describe(app);
     try {
-        app.set_version_flag("--version", name + " " KAL_VERSION);
-        AddPage(app, "--man", ManPage, "Print the manual page");
-        AddPage(app, "--bash-completion", BashCompletion, "Print the completion for bash");
         app.parse(argc, argv);
-        if (std::fflush(stdout) != 0) throw Failure("Standard output cannot be written.");
-        return 0;
     } catch (const CLI::ParseError& stop) {
         if (stop.get_exit_code() == 0) return app.exit(stop);
-        std::fprintf(stderr, "%s: %s\nTry: %s --help\n", name.c_str(), stop.what(), name.c_str());
+        std::fprintf(stderr, "%s: %s\nTry: %s --help\n", name, stop.what(), name);
         return 2;
-    } catch (const std::exception& failure) {
-        std::fprintf(stderr, "%s: %s\n", name.c_str(), failure.what());
-        return 1;
     }
+    if (std::fflush(stdout) != 0) throw Failure("Standard output cannot be written.");
+    return 0;
+} catch (const std::exception& failure) {
+    std::fprintf(stderr, "%s: %s\n", name, failure.what());
+    return 1;
 }
 
 } // namespace kal::tools

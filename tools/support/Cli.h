@@ -13,9 +13,9 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-/// Parses the arguments and runs the callback of the command that they name. Every tool also knows --version, and --man
-/// and --bash-completion, which print what Pages.h makes of it.
+/// Parses the arguments as `describe` says that they are, and so runs the callback of the command that they name. Every
+/// tool also knows --version, and --man and --bash-completion, which print what Pages.h makes of it.
 /// @return what main returns: 0; 1 after an exception, whose text goes to standard error; 2 for wrong arguments.
-int Run(CLI::App& app, int argc, char** argv);
+int Run(int argc, char** argv, const char* name, void (*describe)(CLI::App& app)) noexcept;
 
 } // namespace kal::tools

@@ -8,8 +8,8 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <memory>
+#include <system_error>
 
 namespace kal::tools {
 namespace {
@@ -21,7 +21,7 @@ using File = std::unique_ptr<std::FILE, Close>;
 
 [[noreturn]] void Fail(const std::string& path, const char* what)
 {
-    throw Failure(path + " cannot be " + what + ": " + std::strerror(errno) + ".");
+    throw Failure(path + " cannot be " + what + ": " + std::system_category().message(errno) + ".");
 }
 
 void Write(std::FILE* file, std::string_view bytes, const std::string& path)

@@ -82,7 +82,7 @@ std::string ManPage(const CLI::App& app)
 
 std::string BashCompletion(const CLI::App& app)
 {
-    const std::string name = app.get_name();
+    const std::string& name = app.get_name();
     std::string commands, cases;
     for (const CLI::App* command : Commands(app)) {
         commands += " " + command->get_name();

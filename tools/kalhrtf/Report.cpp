@@ -1,0 +1,35 @@
+#include "tools/kalhrtf/Report.h"
+
+#include <cmath>
+#include <cstdio>
+
+namespace kal::hrtf {
+namespace {
+
+// A number as people read it; programs get more of its digits.
+std::string Plain(const nlohmann::ordered_json& value)
+{
+    if (value.is_string()) return value;
+    if (!value.is_number_float()) return value.dump();
+    char text[32];
+    std::snprintf(text, sizeof text, "%.2f", value.get<double>());
+    return text;
+}
+
+} // namespace
+
+void Report::Add(const std::string& key, nlohmann::ordered_json value, const std::string& text)
+{
+    std::string line = text;
+    if (const auto at = line.find("%s"); at != std::string::npos) line.replace(at, 2, Plain(value));
+    if (!line.empty()) lines += line + "\n";
+    if (value.is_number_float()) value = std::round(value.get<double>() * 1e6) / 1e6;
+    object[key] = std::move(value);
+}
+
+void Report::Print(bool asJson, bool toStandardError) const
+{
+    std::fputs(asJson ? (object.dump(2) + "\n").c_str() : lines.c_str(), toStandardError ? stderr : stdout);
+}
+
+} // namespace kal::hrtf
