@@ -74,8 +74,11 @@ std::shared_ptr<Channel> Engine::CreateChannel(double delay, std::shared_ptr<con
 
     std::lock_guard lock(channelListMutex);
     // Room for the voices that the end of the block puts back, so that rendering need not allocate it.
-    const std::size_t needed = channels.size() + 1 + renderChannels.size();
-    if (channels.capacity() < needed) channels.reserve(2 * needed);
+    const auto needed = [this] { return channels.size() + 1 + renderChannels.size(); };
+    if (channels.capacity() < needed()) {
+        std::erase_if(channels, [](const auto& voice) { return voice->EndIfUnheard(); }); // while nothing is rendered
+        if (channels.capacity() < needed()) channels.reserve(2 * needed());
+    }
     channels.push_back(channel);
     return channel;
 }
@@ -104,7 +107,10 @@ void Engine::Render(float* out, int numFrames)
         if (spatializer) spatializer->BeginRender(n);
     } catch (...) {
         threadPool->EndBlock();
-        FinishBlock(0); // no memory for such a block: the voices wait for one that fits
+        // No memory for such a block: what it took is given back, and the voices wait for one that fits.
+        for (ThreadLocalBuffer& buffer : threadLocalBuffers) buffer = ThreadLocalBuffer();
+        if (spatializer) spatializer->ForgetLongBlock();
+        FinishBlock(0);
         throw;
     }
     RenderChannels(n);

@@ -7,10 +7,28 @@
 #include "Kal/Voice/KalRenderer.h"
 
 #include <cmath>
+#include <iterator>
 #include <mutex>
 #include <utility>
 
 namespace kal {
+
+namespace {
+
+void CheckTime(double time)
+{
+    if (time < 0.0) throw Exception("Delay is negative.");
+    if (std::isnan(time)) throw Exception("NaN delay");
+    if (time >= 2147483647.0) throw Exception("Too big delay value.");
+}
+
+Channel::PreparedUpdate NewUpdate(const ChannelParam& param, bool isSeek = false)
+{
+    Channel::UpdateQueue queue;
+    return queue.extract(queue.insert({0, {param, isSeek}}));
+}
+
+} // namespace
 
 void ChannelParam::Validate() const
 {
@@ -36,53 +54,100 @@ Channel::~Channel() = default;
 
 void Channel::UpdateChannelParam(double time, const ChannelParam& requested)
 {
-    if (const auto owner = engine.lock()) Schedule(*owner, time, requested, false);
+    if (engine.expired()) return;
+    requested.Validate();
+    CheckTime(time);
+    Schedule(time, PrepareUpdate(requested));
 }
 
 void Channel::Stop(double time)
 {
-    if (const auto owner = engine.lock()) Schedule(*owner, time, {}, true);
+    PreparedUpdate stop = PrepareStop();
+    if (stop) CheckTime(time);
+    Schedule(time, std::move(stop));
 }
 
 void Channel::Seek(double time, double position)
 {
     const auto owner = engine.lock();
     if (!owner) return;
+    PreparedUpdate seek = NewUpdate({}, true);
+    UpdateQueue spent; // freed without the lock
     std::lock_guard lock(owner->channelListMutex);
+    spent.swap(*spentUpdates);
     lastParam.position = position;
-    Enqueue(time, {lastParam, true});
+    seek.mapped().param = lastParam;
+    Enqueue(SaturatedToInt32(time), seek);
 }
 
-// Everything that looks at lastParam stands under the lock, so that voices may be driven from several threads; nothing
-// is changed before the last check has passed.
-void Channel::Schedule(ChannelHost& owner, double time, const ChannelParam& requested, bool isStop)
+// Everything that looks at lastParam stands under the lock, so that voices may be driven from several threads.
+Channel::PreparedUpdate Channel::PrepareUpdate(const ChannelParam& requested) const
 {
-    std::lock_guard lock(owner.channelListMutex);
-    ChannelParam next = isStop ? lastParam : requested;
-    if (isStop) next.shouldStop = true;
+    const auto owner = engine.lock();
+    if (!owner) return {};
+    PreparedUpdate update = NewUpdate(requested);
+    requested.Validate();
 
-    next.Validate();
-    if (time < 0.0) throw Exception("Delay is negative.");
-    if (std::isnan(time)) throw Exception("NaN delay");
-    if (time >= 2147483647.0) throw Exception("Too big delay value.");
-    if (next.isLooped != lastParam.isLooped) throw Exception("Cannot modify the value of 'isLooped' of ChannelParam.");
-    if (next.isSpatialized != lastParam.isSpatialized)
+    std::lock_guard lock(owner->channelListMutex);
+    if (requested.isLooped != lastParam.isLooped)
+        throw Exception("Cannot modify the value of 'isLooped' of ChannelParam.");
+    if (requested.isSpatialized != lastParam.isSpatialized)
         throw Exception("Cannot modify the value of 'isSpatialized' of ChannelParam.");
-    if (lastParam.shouldStop && !next.shouldStop)
+    if (lastParam.shouldStop && !requested.shouldStop)
         throw Exception("Cannot cancel stopping the channel (shouldStop set to false).");
-
-    Enqueue(time, {next, false});
-    lastParam = next;
+    return update;
 }
 
-void Channel::Enqueue(double time, const ChannelUpdate& update)
+Channel::PreparedUpdate Channel::PrepareStop() const
 {
-    spentUpdates->clear();
-    pendingUpdates->emplace(SaturatedToInt32(time), update);
+    const auto owner = engine.lock();
+    if (!owner) return {};
+    PreparedUpdate stop = NewUpdate({});
+    std::lock_guard lock(owner->channelListMutex);
+    lastParam.Validate();
+    stop.mapped().param = lastParam;
+    stop.mapped().param.shouldStop = true;
+    return stop;
+}
+
+void Channel::Schedule(double time, PreparedUpdate&& update) noexcept
+{
+    const auto owner = engine.lock();
+    if (!owner || !update) return;
+    UpdateQueue spent; // freed without the lock
+    std::lock_guard lock(owner->channelListMutex);
+    spent.swap(*spentUpdates);
+    const auto key = SaturatedToInt32(time);
+    ChannelParam& next = update.mapped().param;
+    next.shouldStop = next.shouldStop || lastParam.shouldStop;
+    lastParam = next;
+    isUnheard = isUnheard || (next.shouldStop && key <= startDelay);
+    Enqueue(key, update);
+}
+
+bool Channel::EndIfUnheard() noexcept
+{
+    if (isNew && isUnheard) playing = false;
+    return !playing;
+}
+
+void Channel::Enqueue(std::int32_t key, PreparedUpdate& update) noexcept
+{
+    const auto behind = pendingUpdates->upper_bound(key);
+    if (behind != pendingUpdates->begin() && !update.mapped().isSeek) {
+        auto& [latestKey, latest] = *std::prev(behind);
+        if (latestKey == key && !latest.isSeek && !latest.isCarried) {
+            latest = update.mapped();
+            return;
+        }
+    }
+    update.key() = key;
+    pendingUpdates->insert(behind, std::move(update));
 }
 
 void Channel::Prerender()
 {
+    isNew = false;
     if (spentUpdates->empty())
         std::swap(spentUpdates, renderUpdates);
     else
@@ -138,6 +203,7 @@ void Channel::Postrender(std::int32_t numFrames)
     for (auto entry = renderUpdates->lower_bound(numFrames); entry != renderUpdates->end();) {
         auto node = renderUpdates->extract(entry++);
         node.key() -= numFrames;
+        node.mapped().isCarried = true;
         pendingUpdates->insert(std::move(node));
     }
 }

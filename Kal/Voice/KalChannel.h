@@ -17,7 +17,8 @@ struct ThreadLocalBuffer;
 /// A parameter record on its way to a voice.
 struct ChannelUpdate {
     ChannelParam param;
-    bool isSeek = false; ///< moves the play position too
+    bool isSeek = false;    ///< moves the play position too
+    bool isCarried = false; ///< a block before has seen it
 };
 
 /// One playing voice: a buffer, the parameters it is played with, the renderer that does the sample work, the countdown
@@ -26,6 +27,10 @@ struct ChannelUpdate {
 class Channel {
 public:
     class Renderer;
+    using UpdateQueue = std::multimap<std::int32_t, ChannelUpdate>;
+
+    /// A change of a voice that was checked and has its memory: to schedule it cannot fail.
+    using PreparedUpdate = UpdateQueue::node_type;
 
     /// [control] For Engine::CreateChannel, which checks the arguments.
     /// @param delay samples, >= 0, from the start of the next block; the voice starts on the whole sample
@@ -36,6 +41,18 @@ public:
 
     Channel(const Channel&) = delete;
     Channel& operator=(const Channel&) = delete;
+
+    /// [control] Checks and prepares new parameters, for Schedule. Throws what UpdateChannelParam throws but for the
+    /// time; without an engine there is nothing to prepare.
+    PreparedUpdate PrepareUpdate(const ChannelParam& param) const;
+
+    /// [control] Prepares the end of the voice.
+    PreparedUpdate PrepareStop() const;
+
+    /// [control] Schedules what this voice prepared; once it is stopped, it stays so. A change replaces one of the same
+    /// sample that no block has seen, so that changes do not pile up while nothing is rendered.
+    /// @param time samples from the start of the next block, 0 ... 2^31 - 2
+    void Schedule(double time, PreparedUpdate&& update) noexcept;
 
     /// [control] Schedules new parameters. They hold from `time` samples after the start of the next block, or from the
     /// end of that block if that is sooner; the play position is not touched.
@@ -52,6 +69,10 @@ public:
     /// the next block.
     void Seek(double time, double position);
 
+    /// [control] Ends a voice that is to stop before it begins and that no block has seen. Under channelListMutex.
+    /// @returns whether the voice has ended
+    bool EndIfUnheard() noexcept;
+
     /// [any] False for good once the voice has ended or a stop has been applied.
     bool IsPlaying() const { return playing; }
 
@@ -65,11 +86,8 @@ public:
     void Postrender(std::int32_t numFrames);
 
 private:
-    using UpdateQueue = std::multimap<std::int32_t, ChannelUpdate>;
-
     void CreateRenderer(double startOffset, ChannelHost* owner);
-    void Schedule(ChannelHost& owner, double time, const ChannelParam& requested, bool isStop);
-    void Enqueue(double time, const ChannelUpdate& update);
+    void Enqueue(std::int32_t key, PreparedUpdate& update) noexcept;
     void InternalUpdateChannelParam(const ChannelUpdate& update);
     void Render(ChannelHost& owner, int offset, int count, ThreadLocalBuffer& buffer);
 
@@ -86,6 +104,8 @@ private:
     UpdateQueue* renderUpdates = &queues[1];  ///< by samples from this block's start
     UpdateQueue* spentUpdates = &queues[2];   ///< to be freed by the next call that schedules: rendering never frees
     std::int32_t startDelay;                  ///< samples still to wait
+    bool isNew = true;                        ///< no block has seen the voice; under channelListMutex
+    bool isUnheard = false;                   ///< it is to stop before it begins; while it is new
 };
 
 } // namespace kal

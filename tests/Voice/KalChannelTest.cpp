@@ -2,6 +2,7 @@
 
 #include "Kal/Base/KalException.h"
 #include "Kal/KalEngine.h"
+#include "tests/support/Allocations.h"
 #include "tests/support/TestBuffer.h"
 
 #include <gtest/gtest.h>
@@ -104,6 +105,37 @@ TEST(Channel, PutsCarriedChangesBehindNewerOnesOfTheSameTime)
     channel->UpdateChannelParam(kBlock + 100.0, WithGain(0.5f));
     stage.Block(kBlock, [&] { channel->UpdateChannelParam(100.0, WithGain(0.25f)); });
     EXPECT_EQ(StepsOf(stage.Block()), (Steps{{0, 0.5f}}));
+}
+
+// Of several changes of one frame the last one holds, from the end of the block at the latest. A seek or a block
+// between them keeps both.
+TEST(Channel, KeepsOneChangeAFrameUntilABlockHasSeenIt)
+{
+    Stage stage;
+    const auto channel = stage.Play(Ramp());
+    const auto held = [] { return test::AllocationsSoFar().count - test::AllocationsSoFar().releases; };
+    const auto schedule = [&](float gain) { channel->UpdateChannelParam(kBlock + 100.0, WithGain(gain)); };
+    schedule(0.75f);
+    const auto before = held();
+    for (int i = 0; i < 1000; ++i) schedule(0.5f);
+    EXPECT_EQ(held(), before);
+    stage.Block();
+    schedule(0.25f);
+    channel->Seek(kBlock + 100.0, 4096.0);
+    schedule(0.125f);
+    const auto heard = stage.Block(kBlock);
+    EXPECT_FLOAT_EQ(heard[0], 0.5f * 512 / 8192);
+    EXPECT_FLOAT_EQ(heard[101], 0.5f * 613 / 8192); // once more, when it is due
+    EXPECT_FLOAT_EQ(stage.Block()[101], 0.125f * 4097 / 8192);
+
+    // Voices that end before they begin leave while no block comes.
+    std::weak_ptr<TestBuffer> first;
+    for (int i = 0; i < 100; ++i) {
+        const auto sound = Constant();
+        if (i == 0) first = sound;
+        stage.Play(sound, 100.0)->Stop(100.0);
+    }
+    EXPECT_TRUE(first.expired());
 }
 
 TEST(Channel, StopsWithoutAFadeAndForGood)
