@@ -5,30 +5,34 @@
 
 namespace kalmarble {
 
-void BlockRing::Write(const std::vector<float>& block)
+// The turns keep the ring empty here: there is nothing to take over.
+void BlockRing::Reserve(std::size_t count)
+{
+    std::lock_guard lock(ringMutex);
+    if (ring.size() >= count) return;
+    std::size_t size = kLeastSize;
+    while (size < count) size *= 2;
+    ring = std::vector<float>(size);
+    ringReadPos = 0;
+}
+
+void BlockRing::Write(const std::vector<float>& block) noexcept
 {
     std::lock_guard lock(ringMutex);
     if (block.empty()) return;
-    if (ring.size() - ringCount < block.size()) {
-        std::size_t size = ring.size();
-        while (size < ringCount + block.size()) size *= 2;
-        std::vector<float> grown(size);
-        for (std::size_t i = 0; i < ringCount; ++i) grown[i] = ring[(ringReadPos + i) % ring.size()];
-        ring.swap(grown);
-        ringReadPos = 0;
-    }
-    // The turns keep the ring empty here, so a block starts where the reader stands.
+    // A block starts where the reader stands.
     const std::size_t beforeEnd = std::min(block.size(), ring.size() - ringReadPos);
     std::copy_n(block.begin(), beforeEnd, ring.begin() + static_cast<std::ptrdiff_t>(ringReadPos));
     std::copy(block.begin() + static_cast<std::ptrdiff_t>(beforeEnd), block.end(), ring.begin());
-    const bool wasEmpty = ringCount == 0;
-    ringCount += block.size();
-    if (wasEmpty) HandOver();
+    ringCount = block.size();
+    HandOver();
 }
 
-void BlockRing::Fail(std::size_t count, std::exception_ptr error)
+void BlockRing::Fail(std::size_t count, std::exception_ptr error) noexcept
 {
     std::lock_guard lock(ringMutex);
+    ring = std::vector<float>();
+    ringReadPos = 0;
     failedCount = count;
     failure = std::move(error);
     HandOver();
@@ -39,10 +43,10 @@ void BlockRing::Read(float* out, std::size_t count)
     for (std::size_t remaining = count; remaining != 0;) {
         producerGate.Pass();
         std::lock_guard lock(ringMutex);
-        const std::exception_ptr failed = std::exchange(failure, nullptr);
-        if (failed && failedCount == remaining) {
-            TakeTurnBack();
-            std::rethrow_exception(failed);
+        TakeTurnBack();
+        if (const std::exception_ptr failed = std::exchange(failure, nullptr)) {
+            if (failedCount == remaining) std::rethrow_exception(failed);
+            continue;
         }
         if (remaining == ringCount) {
             const std::size_t beforeEnd = std::min(ringCount, ring.size() - ringReadPos);
@@ -53,7 +57,6 @@ void BlockRing::Read(float* out, std::size_t count)
         }
         ringReadPos = (ringReadPos + ringCount) % ring.size();
         ringCount = 0;
-        TakeTurnBack();
     }
 }
 

@@ -13,17 +13,18 @@ namespace kalmarble {
 /// before the next one is begun. A block whose size is not the one asked for is dropped.
 class BlockRing {
 public:
-    /// The most floats that a block may have.
-    static constexpr std::size_t kMaxFloats = 0x3fffffff;
-
     /// [background] Waits until no block waits to be read. Returns at once after Close.
     void WaitForTurn() { consumerGate.Pass(); }
 
-    /// [background] Hands over a block; an empty one is no block.
-    void Write(const std::vector<float>& block);
+    /// [background] In its turn: makes room for a block of `count` floats.
+    void Reserve(std::size_t count);
 
-    /// [background] Hands over the failure to render a block of `count` floats; the Read that asks for it throws it.
-    void Fail(std::size_t count, std::exception_ptr error);
+    /// [background] Hands over a block for which there is room; an empty one is no block.
+    void Write(const std::vector<float>& block) noexcept;
+
+    /// [background] Hands over the failure to render a block of `count` floats, and gives back the room for it; the
+    /// Read that asks for it throws it.
+    void Fail(std::size_t count, std::exception_ptr error) noexcept;
 
     /// [audio] Waits for a block of `count` floats and copies it to out; drops blocks of another size and the failures
     /// to render one. Throws what was handed over instead of the block.
@@ -36,7 +37,9 @@ private:
     void HandOver();
     void TakeTurnBack();
 
-    std::vector<float> ring = std::vector<float>(1024);
+    static constexpr std::size_t kLeastSize = 1024;
+
+    std::vector<float> ring = std::vector<float>(kLeastSize);
     std::size_t ringReadPos = 0;
     std::size_t ringCount = 0;
     std::exception_ptr failure;  ///< handed over instead of a block

@@ -44,22 +44,19 @@ bool Channel::IsPlaying() const
     return ychannel->IsPlaying();
 }
 
-std::optional<kal::ChannelParam> Channel::Change(const Surroundings& surroundings) const
+Channel::Change Channel::PrepareUpdate(const Surroundings& surroundings) const
 {
+    if (!IsPlaying()) return {};
     const kal::ChannelParam record = surroundings.RecordOf(sound);
-    if (!Differs(record, currentParam)) return std::nullopt;
-    return record;
+    if (!Differs(record, currentParam)) return {};
+    return {ychannel->PrepareUpdate(record), record};
 }
 
-void Channel::Update(double time, const kal::ChannelParam& record)
+void Channel::Commit(double time, Change& change) noexcept
 {
-    ychannel->UpdateChannelParam(time, record);
-    currentParam = record;
-}
-
-void Channel::Terminate(double time)
-{
-    ychannel->Stop(time);
+    if (!change.update) return;
+    ychannel->Schedule(time, std::move(change.update));
+    currentParam = change.record;
 }
 
 } // namespace kalmarble

@@ -7,7 +7,6 @@
 #include "libkalmarble/VoiceRecord.h"
 
 #include <memory>
-#include <optional>
 
 namespace kalmarble {
 
@@ -37,14 +36,21 @@ public:
     /// [control] False for good once the voice has ended.
     bool IsPlaying() const;
 
-    /// [control] The record that the surroundings ask for, if anything that is heard of it differs from the last one.
-    std::optional<kal::ChannelParam> Change(const Surroundings& surroundings) const;
+    /// A new record on its way to the voice, or none.
+    struct Change {
+        kal::Channel::PreparedUpdate update;
+        kal::ChannelParam record;
+    };
 
-    /// [control] Sends the voice a record, to hold from `time` samples into the next block.
-    void Update(double time, const kal::ChannelParam& record);
+    /// [control] The record that the surroundings ask for, if the voice plays and anything that is heard of it differs
+    /// from the last one.
+    Change PrepareUpdate(const Surroundings& surroundings) const;
 
-    /// [control] Stops the voice `time` samples into the next block.
-    void Terminate(double time);
+    /// [control] The end of the voice.
+    Change PrepareStop() const { return {ychannel->PrepareStop(), currentParam}; }
+
+    /// [control] Sends the voice a change that this channel prepared, to hold from `time` samples into the next block.
+    void Commit(double time, Change& change) noexcept;
 
 private:
     std::shared_ptr<kal::Channel> ychannel;

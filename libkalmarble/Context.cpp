@@ -15,7 +15,8 @@ namespace kalmarble {
 
 namespace {
 
-constexpr double kMaxStartOffset = 10000.0;
+constexpr double kMaxStartOffset = 10000.0; // samples
+constexpr double kMaxBlockSeconds = 10.0;
 
 kal::EngineParam EngineParamFrom(const InitParam& param)
 {
@@ -45,7 +46,6 @@ Context::~Context()
     running = false;
     ring.Close();
     thread.join();
-    while (!channels.empty()) channels.pop_front();
 }
 
 void Context::RunBackground()
@@ -64,7 +64,9 @@ void Context::RenderRound()
     const int numFrames = blockFrames;
     const std::size_t count = 2 * static_cast<std::size_t>(numFrames);
     try {
-        renderScratch.resize(count); // before the engine takes over the voices of a block that may not come
+        // Before the engine takes over the voices of a block that may not come.
+        renderScratch.resize(count);
+        ring.Reserve(count);
         {
             std::lock_guard lock(engineMutex);
             roundStartTime = Now();
@@ -73,7 +75,8 @@ void Context::RenderRound()
         engine->Render(renderScratch.data(), numFrames);
         ring.Write(renderScratch);
     } catch (...) {
-        ring.Fail(count, std::current_exception()); // no memory for so long a block, say: the host's Render tells
+        renderScratch = std::vector<float>(); // no memory for so long a block, say: the host's Render tells
+        ring.Fail(count, std::current_exception());
         return;
     }
     AdjustLoad(Now() - start, numFrames / param.samplingRate);
@@ -93,16 +96,16 @@ void Context::AdjustLoad(double elapsed, double duration)
 void Context::Render(float* out, int numFrames)
 {
     if (numFrames < 0) throw kal::Exception("Frame count is negative.");
-    if (static_cast<std::size_t>(numFrames) > BlockRing::kMaxFloats / 2)
-        throw kal::Exception("Frame count is too large.");
+    if (numFrames > kMaxBlockSeconds * param.samplingRate) throw kal::Exception("Frame count is too large.");
 
     const double start = Now();
-    blockFrames = numFrames;
-    ring.Read(out, 2 * static_cast<std::size_t>(numFrames));
-    const double elapsed = Now() - start;
-    const double duration = numFrames / param.samplingRate;
-    if (elapsed > 0.2 * duration)
-        DebugLog("Read time exceeded 20%c (%d%c): possibly overload", '%', LoadPercent(elapsed, duration), '%');
+    {
+        std::lock_guard lock(readerMutex);
+        blockFrames = numFrames;
+        ring.Read(out, 2 * static_cast<std::size_t>(numFrames));
+    }
+    if (const auto percent = LateReadPercent(Now() - start, numFrames / param.samplingRate))
+        DebugLog("Read time exceeded 20%c (%d%c): possibly overload", '%', *percent, '%');
 }
 
 void Context::PlayLocal(const Buffer& buffer, const PlayParam& playParam)
@@ -121,60 +124,88 @@ void Context::PlayRelative(const Buffer& buffer, const kal::Vector3& origin, con
     PlayPositional(buffer, origin, playParam, true);
 }
 
+// What can fail comes before the voice starts, so that a call that failed is not heard.
 void Context::PlayPositional(const Buffer& buffer, const kal::Vector3& origin, const PlayParam& playParam,
                              bool isRelative)
 {
+    // Sounds that have ended are only found by an update; a host that plays much between two listener moves needs one.
+    if (std::int64_t(channels.size()) + 1 > 4 * std::int64_t{param.maxPolyphonics}) Update();
     auto samples = buffer.Samples();
-    const auto channel =
-        std::make_shared<Channel>(surroundings, samples->GetNumChannels() == 1, playParam, origin, isRelative);
+    Channel channel(surroundings, samples->GetNumChannels() == 1, playParam, origin, isRelative);
+    Changes changes = LimitPolyphonics(); // the new one is not yet among those that may have to give way
+    if (channels.size() == channels.capacity()) channels.reserve(2 * channels.size() + 8);
     {
         std::lock_guard lock(engineMutex);
         const double offset = StartOffset();
-        channel->Start(*engine, offset, std::move(samples));
-        LimitPolyphonics(offset); // the new one is not yet among those that may have to give way
+        channel.Start(*engine, offset, std::move(samples));
+        Commit(offset, changes);
     }
-    channels.push_back(channel);
+    ForgetStopped(changes);
+    channels.push_back(std::move(channel));
     channelCount = static_cast<int>(channels.size());
-    // Sounds that have ended are only found by an update; a host that plays much between two listener moves needs one.
-    if (std::int64_t{channelCount} > 4 * std::int64_t{param.maxPolyphonics}) Update();
 }
 
 void Context::Respatialize(const kal::Vector3& eye, const kal::Vector3& front, const kal::Vector3& up,
                            const ReverbParam& reverb)
 {
-    surroundings.listener.Place(eye, front, up);
-    surroundings.roomSize = reverb.roomSize;
+    Surroundings next = surroundings;
+    next.listener.Place(eye, front, up);
+    next.roomSize = reverb.roomSize;
+    const kal::ReverbSettings room = RoomReverb(reverb);
+    Changes changes = LimitPolyphonics();
+    PrepareUpdates(next, changes);
+    surroundings = next;
     {
         std::lock_guard lock(engineMutex);
-        LimitPolyphonics(StartOffset());
-        engine->reverbSettings = RoomReverb(reverb);
+        Commit(StartOffset(), changes);
+        engine->reverbSettings = room;
     }
-    Update();
+    ForgetStopped(changes);
+    ForgetEnded();
 }
 
-// A sound that cannot be brought up to date leaves all as they were: the new queue replaces the old one at the end.
 void Context::Update()
 {
-    std::deque<std::shared_ptr<Channel>> kept;
-    for (const auto& channel : channels) {
-        if (!channel->IsPlaying()) continue;
-        if (const auto record = channel->Change(surroundings)) {
-            std::lock_guard lock(engineMutex);
-            channel->Update(StartOffset(), *record);
-        }
-        kept.push_back(channel);
+    Changes changes{};
+    PrepareUpdates(surroundings, changes);
+    {
+        std::lock_guard lock(engineMutex);
+        Commit(StartOffset(), changes);
     }
-    channels.swap(kept);
+    ForgetEnded();
+}
+
+Context::Changes Context::LimitPolyphonics() const
+{
+    const std::int64_t limit = std::max(0, std::min<int>(currentPolyphonyLimit, param.maxPolyphonics));
+    const auto beyond = static_cast<std::size_t>(std::max<std::int64_t>(0, std::int64_t(channels.size()) - limit));
+    Changes changes{beyond, {}};
+    changes.list.reserve(beyond);
+    for (std::size_t i = 0; i < beyond; ++i) changes.list.push_back(channels[i].PrepareStop());
+    return changes;
+}
+
+void Context::PrepareUpdates(const Surroundings& next, Changes& changes) const
+{
+    changes.list.reserve(channels.size());
+    for (std::size_t i = changes.numStops; i < channels.size(); ++i)
+        changes.list.push_back(channels[i].PrepareUpdate(next));
+}
+
+void Context::Commit(double time, Changes& changes) noexcept
+{
+    for (std::size_t i = 0; i < changes.list.size(); ++i) channels[i].Commit(time, changes.list[i]);
+}
+
+void Context::ForgetStopped(const Changes& changes) noexcept
+{
+    channels.erase(channels.begin(), channels.begin() + static_cast<std::ptrdiff_t>(changes.numStops));
     channelCount = static_cast<int>(channels.size());
 }
 
-void Context::LimitPolyphonics(double time)
+void Context::ForgetEnded() noexcept
 {
-    const int limit = std::min<int>(currentPolyphonyLimit, param.maxPolyphonics);
-    while (!channels.empty() && std::int64_t(channels.size()) > limit) {
-        channels.front()->Terminate(time);
-        channels.pop_front();
-    }
+    std::erase_if(channels, [](const Channel& channel) { return !channel.IsPlaying(); });
     channelCount = static_cast<int>(channels.size());
 }
 

@@ -7,7 +7,6 @@
 #include "libkalmarble/Channel.h"
 
 #include <atomic>
-#include <deque>
 #include <memory>
 #include <mutex>
 #include <thread>
@@ -33,9 +32,9 @@ public:
     Context(const Context&) = delete;
     Context& operator=(const Context&) = delete;
 
-    /// [audio] Writes the next numFrames interleaved stereo frames; waits for the background thread when it is behind.
-    /// Blocks of 0 frames write nothing. Throws "Frame count is negative.", "Frame count is too large." and what kept
-    /// the background thread from rendering the block.
+    /// [audio] Writes the next numFrames interleaved stereo frames; waits for the background thread when it is behind,
+    /// and for a Render of another thread. Blocks of 0 frames write nothing. Throws "Frame count is negative.", "Frame
+    /// count is too large." (more than ten seconds) and what kept the background thread from rendering the block.
     void Render(float* out, int numFrames);
 
     /// [control] Plays a buffer as it is: at the listener, without reverb, outside the polyphony limit.
@@ -47,7 +46,8 @@ public:
     /// [control] Plays a buffer at a position relative to the listener. Throws what Engine::CreateChannel throws.
     void PlayRelative(const Buffer& buffer, const kal::Vector3& origin, const PlayParam& param);
 
-    /// [control] Moves the listener, sets the room, and brings every tracked sound up to date.
+    /// [control] Stops the oldest sounds beyond the limit, moves the listener, sets the room, and brings every tracked
+    /// sound up to date.
     void Respatialize(const kal::Vector3& eye, const kal::Vector3& front, const kal::Vector3& up,
                       const ReverbParam& reverb);
 
@@ -58,11 +58,26 @@ public:
     [[gnu::format(printf, 2, 3)]] void DebugLog(const char* format, ...) const;
 
 private:
+    /// Changes of the tracked sounds, one each from the oldest on; the first `numStops` stop theirs.
+    struct Changes {
+        std::size_t numStops;
+        std::vector<Channel::Change> list;
+    };
+
     void PlayPositional(const Buffer& buffer, const kal::Vector3& origin, const PlayParam& param, bool isRelative);
 
-    /// Stops the oldest tracked sounds beyond the limit in force, `time` samples into the next block. Under
-    /// engineMutex.
-    void LimitPolyphonics(double time);
+    /// Prepares the ends of the oldest tracked sounds beyond the limit in force.
+    Changes LimitPolyphonics() const;
+
+    /// Prepares what brings all sounds that are not stopped to where they are heard in new surroundings.
+    void PrepareUpdates(const Surroundings& next, Changes& changes) const;
+
+    /// Sends all changes, `time` samples into the next block. Under engineMutex.
+    void Commit(double time, Changes& changes) noexcept;
+
+    /// Drops the sounds that were stopped, or have ended, from the tracked ones.
+    void ForgetStopped(const Changes& changes) noexcept;
+    void ForgetEnded() noexcept;
 
     /// Samples since the current round began, 0 ... 10000: places what happens now into the next block. Under
     /// engineMutex.
@@ -80,11 +95,12 @@ private:
     double roundStartTime;  ///< seconds on the monotonic clock
     std::atomic<bool> running{true};
     BlockRing ring;
+    std::mutex readerMutex;                     ///< held by the one Render that the ring serves
     std::atomic<std::int32_t> blockFrames{512}; ///< of the host's latest Render
     std::vector<float> renderScratch;           ///< the background thread's
     std::atomic<std::int32_t> currentPolyphonyLimit;
-    std::deque<std::shared_ptr<Channel>> channels; ///< tracked sounds, oldest first
-    std::atomic<int> channelCount{0};              ///< size of channels, for the background thread
+    std::vector<Channel> channels;    ///< tracked sounds, oldest first
+    std::atomic<int> channelCount{0}; ///< size of channels, for the background thread
     std::thread thread;
 };
 

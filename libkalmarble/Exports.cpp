@@ -153,6 +153,7 @@ extern "C" KAL_EXPORT const char* KAL_CALL KalInitialize(uint32_t magic, int32_t
     if (!out) return "Null pointer for context return destination!";
     if (interfaceVersion != KAL_INTERFACE_VERSION) return "Interface version unmatch. This library's version is '1'.";
 
+    auto* const priv = new kalmarble::ContextPrivate;
     out->init = Table::Init;
     out->destroy = Table::Destroy;
     out->checkError = Table::CheckError;
@@ -163,6 +164,6 @@ extern "C" KAL_EXPORT const char* KAL_CALL KalInitialize(uint32_t magic, int32_t
     out->playRelative = Table::PlayRelative;
     out->playLocal = Table::PlayLocal;
     out->render = Table::Render;
-    out->priv = new kalmarble::ContextPrivate;
+    out->priv = priv;
     return nullptr;
 }

@@ -8,16 +8,24 @@ void LastError::Set(const char* message) noexcept
 {
     std::lock_guard lock(mutex);
     try {
-        text = message;
+        const auto [text, isNew] = texts.emplace(message);
+        lackedMemory = false;
+        if (text == latest) return;
+        if (!isGiven) texts.erase(latest);
+        latest = text;
+        isGiven = !isNew;
     } catch (const std::bad_alloc&) {
-        // The host learns of the earlier failure instead.
+        lackedMemory = true;
     }
 }
 
-const char* LastError::Get()
+const char* LastError::Get() noexcept
 {
     std::lock_guard lock(mutex);
-    return text.empty() ? nullptr : given.insert(text).first->c_str();
+    if (lackedMemory) return "std::bad_alloc";
+    if (latest == texts.end()) return nullptr;
+    isGiven = true;
+    return latest->c_str();
 }
 
 } // namespace kalmarble

@@ -37,6 +37,12 @@ PolyphonyAdjustment AdjustedPolyphonyLimit(double elapsed, double duration, int 
     return {newLimit, LoadPercent(elapsed, duration)};
 }
 
+std::optional<int> LateReadPercent(double elapsed, double duration)
+{
+    if (elapsed > 0.2 * duration) return LoadPercent(elapsed, duration);
+    return std::nullopt;
+}
+
 int LoadPercent(double elapsed, double duration)
 {
     return kal::SaturatedToInt32(elapsed / duration * 100.0);

@@ -19,6 +19,10 @@ struct PolyphonyAdjustment {
 /// @param count tracked sounds  @param limit the limit in force
 PolyphonyAdjustment AdjustedPolyphonyLimit(double elapsed, double duration, int count, int limit, int maxPolyphonics);
 
+/// [any] What a read that waited too long is to be reported with: the percentage, when it took more than a fifth of
+/// the time that the block plays.
+std::optional<int> LateReadPercent(double elapsed, double duration);
+
 /// [any] elapsed as a percentage of duration, cut to an integer that holds it.
 int LoadPercent(double elapsed, double duration);
 

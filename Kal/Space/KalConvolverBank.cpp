@@ -30,6 +30,11 @@ void ConvolverBank::Reserve(int frames)
         accumulator.Reserve(static_cast<std::size_t>(frames) / blockLength + 1);
 }
 
+void ConvolverBank::Trim(int frames) noexcept
+{
+    for (Accumulator& accumulator : accumulators) accumulator.Trim(static_cast<std::size_t>(frames) / blockLength + 1);
+}
+
 void ConvolverBank::BeginRender(int frames)
 {
     if (NumBlocks() > 0) {
@@ -73,6 +78,13 @@ void ConvolverBank::Input::Reserve(int frames)
     samples.resize(2 * static_cast<std::size_t>(bank.blockLength) + static_cast<std::size_t>(frames));
 }
 
+// Nothing behind the bank's own blocks is kept from one block to the next.
+void ConvolverBank::Input::Trim(int frames) noexcept
+{
+    samples.resize(2 * static_cast<std::size_t>(bank.blockLength) + static_cast<std::size_t>(frames));
+    samples.shrink_to_fit(); // or not, if there is no memory for it
+}
+
 // Ends a block, the second half of a window. Returns false if there is nothing in all of the window.
 bool ConvolverBank::Input::FinishBlock(float* window)
 {
@@ -112,6 +124,11 @@ ConvolverBank::Accumulator::Accumulator(const ConvolverBank& owner)
 void ConvolverBank::Accumulator::Reserve(std::size_t numBlocks)
 {
     while (spectra.size() < numBlocks) spectra.emplace_back(bank.blockLength + 1).Clear();
+}
+
+void ConvolverBank::Accumulator::Trim(std::size_t numBlocks) noexcept
+{
+    while (spectra.size() > numBlocks) spectra.pop_back();
 }
 
 void ConvolverBank::Accumulator::Add(Input& input, const Responses& responses, bool swapEars)

@@ -28,8 +28,9 @@ public:
     ConvolverBank(const ConvolverBank&) = delete;
     ConvolverBank& operator=(const ConvolverBank&) = delete;
 
-    /// [render] Makes room for blocks of up to so many frames.
+    /// [render] Makes room for blocks of up to so many frames, or leaves only that.
     void Reserve(int frames);
+    void Trim(int frames) noexcept;
 
     /// [render] Goes on to a block of frames >= 0 frames, which begins where the one before ended.
     void BeginRender(int frames);
@@ -88,8 +89,9 @@ public:
     /// [control]
     explicit Input(const ConvolverBank& owner);
 
-    /// [render] Makes room for blocks of up to so many frames.
+    /// [render] Makes room for blocks of up to so many frames, or leaves only that.
     void Reserve(int frames);
+    void Trim(int frames) noexcept;
 
     /// [render] The frames of the block that is rendered: all of them are to be written before it is accumulated.
     float* Frames() { return samples.data() + bank.blockLength + bank.position; }
@@ -124,6 +126,7 @@ public:
 private:
     friend class ConvolverBank;
     void Reserve(std::size_t numBlocks);
+    void Trim(std::size_t numBlocks) noexcept;
 
     const ConvolverBank& bank;
     RealFFT fft;

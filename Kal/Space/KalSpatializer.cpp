@@ -47,6 +47,15 @@ void Spatializer::BeginRender(unsigned numFrames)
     blockSize = numFrames;
 }
 
+void Spatializer::ForgetLongBlock() noexcept
+{
+    const auto frames = static_cast<int>(longestBlock);
+    for (const auto& ring : rings)
+        for (const auto& angle : ring->angles)
+            for (Angle::SideInput& input : angle->inputs) input.signal.Trim(frames);
+    for (auto& [length, bank] : banks) bank.Trim(frames);
+}
+
 unsigned Spatializer::PrepareEndRender()
 {
     enabledAngles.clear();

@@ -37,8 +37,12 @@ public:
     /// @throws std::bad_weak_ptr unless the spatializer is owned by a shared pointer.
     std::shared_ptr<Source> CreateSource();
 
-    /// [render] Starts a block of numFrames frames. Allocates for the longest block so far.
+    /// [render] Starts a block of numFrames frames. Allocates for the longest block so far; when that fails, no block
+    /// is begun.
     void BeginRender(unsigned numFrames);
+
+    /// [render] Gives back, as far as can be, what a BeginRender that failed has allocated.
+    void ForgetLongBlock() noexcept;
 
     /// [render] Gathers the directions that have input or still ring, and returns their number.
     unsigned PrepareEndRender();

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <stdexcept>
 #include <thread>
 
@@ -24,12 +25,14 @@ TEST(BlockRing, DropsWhatIsOfAnotherSize)
                          {true, 0, 64, true}}) {
         SCOPED_TRACE(testing::Message() << c.isFailure << ' ' << c.count << ' ' << c.asked);
         BlockRing ring;
+        ring.Reserve(std::max(c.count, c.asked));
         if (c.isFailure)
             ring.Fail(c.count, std::make_exception_ptr(std::length_error("too long")));
         else
             ring.Write(std::vector<float>(c.count, 1.0f));
         std::thread writer([&] {
             ring.WaitForTurn();
+            ring.Reserve(c.asked); // a failure has given the room back
             ring.Write(std::vector<float>(c.asked, 2.0f));
         });
         std::vector<float> read(c.asked);
@@ -41,6 +44,15 @@ TEST(BlockRing, DropsWhatIsOfAnotherSize)
         }
         writer.join();
     }
+}
+
+// A renderer whose failure nobody reads can still end.
+TEST(BlockRing, LetsGoOfAFailureThatWaitsWhenItCloses)
+{
+    BlockRing ring;
+    ring.Fail(64, std::make_exception_ptr(std::length_error("too long")));
+    ring.Close();
+    ring.WaitForTurn();
 }
 
 } // namespace

@@ -115,6 +115,22 @@ TEST(Exports, CheckArgumentsInOrder)
     EXPECT_STREQ(kal.checkError(kal.priv), "Invalid channel count: 3"); // which no success takes back
 }
 
+// From (3, 0, 0), the place (4, 0, 0) is one metre off; relative to the listener, it is four.
+TEST(Exports, TellPlacesInTheWorldFromPlacesBesideTheListener)
+{
+    constexpr KalVector3 kEyes = {3, 0, 0}, kPlace = {4, 0, 0};
+    constexpr KalReverbParam kNoRoom = {0, 0, 0, 0, 0};
+    const auto parameters = Parameters(48000);
+    Buffer sound = ConstantBuffer(0.25f, 2);
+    for (const bool isRelative : {false, true}) {
+        Table kal;
+        kal.init(kal.priv, &parameters);
+        kal.respatialize(kal.priv, &kEyes, &kFront, &kTop, &kNoRoom);
+        (isRelative ? kal.playRelative : kal.playAbsolute)(kal.priv, &sound, &kPlace, &kPlain);
+        EXPECT_EQ(kal.Settled(), isRelative ? 0.0625f : 0.25f);
+    }
+}
+
 TEST(Exports, InitReplacesARunningContextOrLeavesItAlone)
 {
     Table kal;

@@ -47,5 +47,21 @@ TEST(LoadControl, DecidesByTheTimeThatABlockTook)
     }
 }
 
+TEST(LoadControl, ReportsReadsThatTakeMoreThanAFifthOfTheBlock)
+{
+    struct Case {
+        double elapsed, duration;
+        std::optional<int> percent;
+    };
+    for (const Case& c : {Case{0.2, 1, std::nullopt},
+                          {0.2001, 1, 20},
+                          {0.0021333, 512 / 48000.0, std::nullopt},
+                          {0.0021334, 512 / 48000.0, 20},
+                          {3, 1, 300},
+                          {1e-6, 0, kMost},
+                          {0, 0, std::nullopt}})
+        EXPECT_EQ(LateReadPercent(c.elapsed, c.duration), c.percent) << c.elapsed;
+}
+
 } // namespace
 } // namespace kalmarble::test

@@ -6,8 +6,10 @@
 #include <atomic>
 #include <chrono>
 #include <cmath>
+#include <cstdint>
 #include <string_view>
 #include <thread>
+#include <vector>
 
 namespace kalmarble::test {
 namespace {
@@ -51,6 +53,9 @@ int Play(double rate, const std::atomic<bool>& running)
 
     const auto noise = kal::test::Noise(4800, 1);
     const KalBufferParam mono{noise.data(), 32, 1, 4800, 44100}, stereo{noise.data(), 32, 2, 2400, 48000};
+    std::thread loader([&] {
+        while (running) kal.freeBuffer(kal.priv, kal.createBuffer(kal.priv, &mono));
+    });
     const KalPlayParam plain = {0.3f, 1, 1}, speedless = {1, 0, 1};
     for (int round = 1; running; ++round) {
         const float angle = 0.1f * static_cast<float>(round);
@@ -69,6 +74,7 @@ int Play(double rate, const std::atomic<bool>& running)
     }
     audio.join();
     errors.join();
+    loader.join();
     kal.destroy(kal.priv);
     return faults;
 }
@@ -83,6 +89,42 @@ TEST(Threads, OfSeveralHostsMeetInTheLibrary)
     running = false;
     for (std::thread& host : hosts) host.join();
     EXPECT_EQ(faults, 0);
+}
+
+// A device that is opened anew while its old callback still runs.
+TEST(Threads, ThatRenderOneContextAreServedOneAfterTheOther)
+{
+    constexpr int kFrames = 1 << 20;
+    const KalInitParam parameters{48000, nullptr, nullptr, 1, 8, nullptr, nullptr};
+    KalContext kal;
+    KalInitialize(1, KAL_INTERFACE_VERSION, &kal);
+    kal.init(kal.priv, &parameters);
+    std::vector<std::uint8_t> rising(kFrames);
+    for (std::size_t i = 0; i < kFrames; ++i) rising[i] = static_cast<std::uint8_t>(i);
+    const KalBufferParam ramp{rising.data(), 8, 1, kFrames, 48000};
+    const KalPlayParam soft = {0.25f, 1, 1};
+    KalSampleBuffer* const sound = kal.createBuffer(kal.priv, &ramp);
+    kal.playLocal(kal.priv, sound, &soft);
+    float stream[2 * 480];
+    for (int i = 0; i < 30; ++i) kal.render(kal.priv, stream, 480);
+    std::atomic<int> faults{0};
+    std::vector<std::thread> callbacks;
+    for (const int size : {480, 480, 100, 0})
+        callbacks.emplace_back([&, size] {
+            std::vector<float> out(2 * 480);
+            for (int block = 0; block < 200; ++block) {
+                kal.render(kal.priv, out.data(), size);
+                for (int i = 1; i < size; ++i) {
+                    const float step = out[2 * i] - out[2 * i - 2];
+                    faults += step != 0.25f / 128 && step != -255 * 0.25f / 128;
+                }
+            }
+        });
+    for (std::thread& callback : callbacks) callback.join();
+    EXPECT_EQ(faults, 0);
+    EXPECT_EQ(kal.checkError(kal.priv), nullptr);
+    kal.freeBuffer(kal.priv, sound);
+    kal.destroy(kal.priv);
 }
 
 } // namespace

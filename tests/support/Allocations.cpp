@@ -8,7 +8,7 @@
 
 namespace {
 
-std::atomic<std::uint64_t> count{0}, bytes{0}, releases{0};
+std::atomic<std::uint64_t> count{0}, bytes{0}, releases{0}, heldBytes{0};
 
 void Count(std::size_t size)
 {
@@ -20,7 +20,7 @@ void Count(std::size_t size)
 
 kal::test::Allocations kal::test::AllocationsSoFar()
 {
-    return {count, bytes, releases};
+    return {count, bytes, releases, heldBytes};
 }
 
 #if KAL_THREAD_SANITIZER
@@ -30,7 +30,29 @@ kal::test::Allocations kal::test::AllocationsSoFar()
 [[maybe_unused]] static const int installed = __sanitizer_install_malloc_and_free_hooks(
     [](const volatile void*, std::size_t size) { Count(size); }, [](const volatile void*) { ++releases; });
 #else
+#include <malloc.h>
+
 static std::atomic<std::size_t> mostBytes{std::numeric_limits<std::size_t>::max()};
+static std::atomic<int> untilFailure{-1};
+
+static std::size_t SizeOf(void* memory)
+{
+#ifdef _WIN32
+    return _msize(memory);
+#else
+    return malloc_usable_size(memory);
+#endif
+}
+
+void kal::test::FailAllocation(int number)
+{
+    untilFailure = number;
+}
+
+bool kal::test::FailureIsDue()
+{
+    return untilFailure >= 0;
+}
 
 void kal::test::LimitAllocations(std::size_t limit)
 {
@@ -40,10 +62,12 @@ void kal::test::LimitAllocations(std::size_t limit)
 // The array forms of the standard library end up here too; so do its nothrow forms, except the address sanitizer's.
 void* operator new(std::size_t size)
 {
+    const bool isToFail = untilFailure >= 0 && untilFailure-- == 0;
+    void* const memory = size <= mostBytes && !isToFail ? std::malloc(size > 0 ? size : 1) : nullptr;
+    if (!memory) throw std::bad_alloc();
     Count(size);
-    if (size <= mostBytes)
-        if (void* memory = std::malloc(size > 0 ? size : 1)) return memory;
-    throw std::bad_alloc();
+    heldBytes += SizeOf(memory);
+    return memory;
 }
 
 // Where the block that malloc gave starts stands before the aligned one.
@@ -68,7 +92,9 @@ void* operator new(std::size_t size, const std::nothrow_t&) noexcept
 
 void operator delete(void* memory) noexcept
 {
-    releases += memory != nullptr;
+    if (!memory) return;
+    ++releases;
+    heldBytes -= SizeOf(memory);
     std::free(memory);
 }
 

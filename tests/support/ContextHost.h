@@ -30,7 +30,7 @@ inline Buffer ConstantBuffer(float value, int channels, int frames = 480000)
 /// A context with a host that answers occlusion queries, counts them and keeps what it is told.
 struct ContextHost {
     explicit ContextHost(int maxPolyphonics = 8, double rate = 48000, int numThreads = 1)
-        : context(std::make_shared<Context>(InitParam{rate, Ask, this, numThreads, maxPolyphonics, Keep, this}))
+        : context(std::make_shared<Context>(InitParam{rate, Ask, this, numThreads, maxPolyphonics, Keep, &log}))
     {
     }
 
@@ -69,21 +69,27 @@ struct ContextHost {
 
     float occlusion = 1.0f;
     int queries = 0;
-    std::vector<std::string> lines;   ///< what was logged
-    std::mutex mutex;                 ///< guards lines, which come from two threads
+    KalVector3 asked{}; ///< the latest place
+    struct Log {
+        std::vector<std::string> lines;
+        std::mutex mutex; ///< guards lines, which come from two threads
+    } log;
     std::shared_ptr<Context> context; ///< gone before what it calls
 
 private:
-    static void KAL_CALL Ask(const KalVector3*, float* result, void* host)
+    static void KAL_CALL Ask(const KalVector3* place, float* result, void* data)
     {
-        ++static_cast<ContextHost*>(host)->queries;
-        *result = static_cast<ContextHost*>(host)->occlusion;
+        auto* const host = static_cast<ContextHost*>(data);
+        ++host->queries;
+        host->asked = *place;
+        *result = host->occlusion;
     }
 
-    static void KAL_CALL Keep(const char* line, void* host)
+    static void KAL_CALL Keep(const char* line, void* data)
     {
-        std::lock_guard lock(static_cast<ContextHost*>(host)->mutex);
-        static_cast<ContextHost*>(host)->lines.emplace_back(line);
+        auto* const log = static_cast<Log*>(data);
+        std::lock_guard lock(log->mutex);
+        log->lines.emplace_back(line);
     }
 };
 
