@@ -13,15 +13,21 @@
  *     if ((error = kal.checkError(kal.priv))) log(error);
  *     kal.destroy(kal.priv);
  *
- * Threads: one game thread makes every call but render; one audio thread calls render. Calls on different contexts are
- * independent.
+ * Threads: one game thread makes every call but render; one audio thread calls render. Other threads may call
+ * createBuffer and freeBuffer at any time, to load sounds, and checkError. Two threads in render are served one after
+ * the other. Calls on different contexts are independent.
  *
  * Floating point: a call may come with any rounding, precision, flushing or trapping and leaves it as it was. Callbacks
  * run in the usual state: to nearest, nothing flushed, nothing trapped.
  *
  * Errors: a call that fails changes nothing that is heard, stores its text for checkError and returns as usual
- * (createBuffer returns null). No exception crosses this interface, except that KalInitialize lets an allocation
- * failure through.
+ * (createBuffer returns null). Beside those named at each call, every call but destroy, checkError and freeBuffer may
+ * fail for want of memory: "std::bad_alloc". No exception crosses this interface, except that KalInitialize lets a C++
+ * std::bad_alloc through, which a host written in C cannot catch: it ends there.
+ *
+ * Callbacks: each returns, throws nothing, does not leave by longjmp and does not call back into the library. Those of
+ * a context that a second init has replaced may still be called, with the user data of old, until every call that was
+ * under way when init returned has returned.
  *
  * The caller's part, which the library cannot check: `priv` is the one that KalInitialize gave and destroy has not yet
  * taken; a buffer handle is one that createBuffer gave and freeBuffer has not yet taken; pointers point to complete
@@ -62,12 +68,18 @@ typedef struct KalVector3 {
 
 /* Answers how much a wall takes from an absolute sound. Called on the game thread, from playAbsolute and respatialize,
  * once for every absolute sound that plays; it must not call back into the library.
+ * Answers are asked for again and again, but an answer that alone has changed is not sent.
  *   position  world coordinates of the sound
  *   result    to be set to a low-pass coefficient: 1 = unfiltered, towards 0 = duller; it is 1 when left alone */
 typedef void(KAL_CALL* KalOcclusionQuery)(const KalVector3* position, float* result, void* userData);
 
-/* Receives one diagnostic line, NUL-terminated, valid during the call. Called on the renderer's own thread and on the
- * audio thread, so it must be quick and must not call back into the library. */
+/* Receives one diagnostic line, NUL-terminated, valid during the call. There are two, each as often as it is true:
+ *   "Auto Load Control Activated: %d poly caused %d% CPU load. Limited to %d temporally."
+ *                     on the renderer's own thread, for every block that took more than half of its time to make while
+ *                     placed sounds were tracked
+ *   "Read time exceeded 20% (%d%): possibly overload"
+ *                     on the audio thread, for every render that took more than a fifth of its block's time
+ * A renderer that cannot keep up sends both for every block, so the callback must be quick. */
 typedef void(KAL_CALL* KalDebugLog)(const char* message, void* userData);
 
 /* How a context is set up. */
@@ -75,9 +87,10 @@ typedef struct KalInitParam {
     double samplingRate;              /* output rate, Hz: 4000 to about 318000 */
     KalOcclusionQuery occlusionQuery; /* needed by playAbsolute */
     void* occlusionQueryUserData;     /* handed to occlusionQuery */
-    int32_t numThreads;               /* threads that render a block, 1 or more; 0 is a programming error that ends the
+    int32_t numThreads;               /* threads that render a block, 1 to 256; 0 is a programming error that ends the
                                          process at the first block */
-    int32_t maxPolyphonics;           /* positional sounds at a time; 0 or below: each one stops the one before it */
+    int32_t maxPolyphonics;           /* positional sounds at a time: one more may play until the next respatialize. At
+                                         0 or below each one stops the one before it, and respatialize all */
     KalDebugLog debugLog;             /* may be null */
     void* debugLogUserData;           /* handed to debugLog */
 } KalInitParam;
@@ -114,26 +127,30 @@ typedef struct KalContext {
     KalPrivate* priv;
 
     /* Starts the renderer with these parameters, which are copied, and its threads. A second init replaces the running
-     * context: its sounds end. When it fails, a context that was running goes on.
-     * Game thread. Errors: "Invalid sampling rate: %f". */
+     * context: its sounds end, and it waits for the block that is being rendered. When it fails, a context that was
+     * running goes on.
+     * Game thread. Errors: "Invalid sampling rate: %f", "Invalid thread count: %u" (above 256), and the system's text
+     * when a thread cannot be started. */
     void(KAL_CALL* init)(KalPrivate* priv, const KalInitParam* param);
 
-    /* Stops the threads and frees everything but the buffers. No other call may be under way; priv is gone afterwards.
-     * Null is ignored. Any thread. */
+    /* Stops the threads, after the block that is being rendered, and frees everything but the buffers. No other call
+     * may be under way; priv is gone afterwards. Null is ignored. Any thread. Errors: none. */
     void(KAL_CALL* destroy)(KalPrivate* priv);
 
     /* The text of the latest failure of any call, or null when nothing ever failed. It stays until a later failure
-     * replaces it: no success clears it. The text stays readable until destroy. Any thread. */
+     * replaces it: no success clears it. The text stays readable until destroy. Any thread. Errors: none. */
     const char*(KAL_CALL* checkError)(KalPrivate* priv);
 
-    /* Copies samples into a new buffer, which belongs to the caller until freeBuffer. Null on failure. Game thread.
-     * Errors: "Not initialized.", "Parameter is null.", "Invalid sample bits.", sizes that do not fit 32 bits. */
+    /* Copies samples into a new buffer, which belongs to the caller until freeBuffer. Null on failure. Any thread.
+     * Errors: "Not initialized.", "Parameter is null.", "Invalid sample bits.", "Buffer size is negative.", "Buffer is
+     * too large." (2 GiB and more), "Buffer data is null." */
     KalSampleBuffer*(KAL_CALL* createBuffer)(KalPrivate* priv, const KalBufferParam* param);
 
-    /* Frees a buffer; sounds that play it play on. Game thread. Errors: "Not initialized.", "Parameter is null." */
+    /* Frees a buffer; sounds that play it play on. Any thread. Errors: "Not initialized.", "Parameter is null." */
     void(KAL_CALL* freeBuffer)(KalPrivate* priv, KalSampleBuffer* buffer);
 
-    /* Moves the listener and sets the room; every sound that plays follows. Call it once a game frame.
+    /* Moves the listener and sets the room; every sound that plays follows. The oldest sounds beyond the limit stop.
+     * Call it once a game frame.
      *   eye    position, world coordinates
      *   front  where the listener looks, of unit length (it is used as given)
      *   up     not parallel to front; it is made perpendicular to it
@@ -143,22 +160,28 @@ typedef struct KalContext {
                                  const KalReverbParam* reverb);
 
     /* Plays a buffer once at a place in the world; a two-channel buffer is attenuated by distance but not placed.
-     * Game thread. Errors: "Not initialized.", "Parameter buffer is null." and likewise origin, params; speeds that are
-     * not positive and gains that are not numbers. */
+     * What is not a number in place or volume makes it silent.
+     * Game thread. Errors: "Not initialized.", "Parameter buffer is null." and likewise origin, params; "Speed is not
+     * positive.", "NaN speed.", "Invalid channel count: %d" unless the buffer has 1 or 2. */
     void(KAL_CALL* playAbsolute)(KalPrivate* priv, KalSampleBuffer* buffer, const KalVector3* origin,
                                  const KalPlayParam* params);
 
-    /* Like playAbsolute, at a place relative to the listener that moves with it; occlusionQuery is not asked. */
+    /* Like playAbsolute, at a place relative to the listener that moves with it; occlusionQuery is not asked. Same
+     * errors. */
     void(KAL_CALL* playRelative)(KalPrivate* priv, KalSampleBuffer* buffer, const KalVector3* origin,
                                  const KalPlayParam* params);
 
-    /* Plays a buffer once as recorded: no place, no room, no limit on the number of sounds. Game thread. */
+    /* Plays a buffer once as recorded: no place, no room, no limit on the number of sounds.
+     * Game thread. Errors: those of playAbsolute but for origin, and "NaN gain." */
     void(KAL_CALL* playLocal)(KalPrivate* priv, KalSampleBuffer* buffer, const KalPlayParam* params);
 
     /* Writes the next numFrames frames of the mix, left and right interleaved, each sample within -1 ... 1, as
      * 2 * numFrames floats. Waits for the renderer when it is behind. A host should keep to one block size: the block
-     * that waits when the size changes is dropped. Zero frames write nothing.
-     * Audio thread. Errors: "Not initialized.", "Parameter stream is null.", "Frame count is negative." */
+     * that waits when the size changes is dropped. Never ask for 0 frames: nothing is written, and until the next real
+     * block the renderer goes round without waiting, which takes a whole core and sends thousands of lines to debugLog.
+     * Audio thread. Errors: "Not initialized.", "Parameter stream is null.", "Frame count is negative.", "Frame count
+     * is too large." (more than ten seconds), "std::bad_alloc" for a block too long for memory, which loses no sound.
+     * On an error nothing is written to stream. */
     void(KAL_CALL* render)(KalPrivate* priv, float* stream, int numFrames);
 } KalContext;
 

@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <limits>
+#include <thread>
 #include <vector>
 
 namespace {
@@ -115,6 +116,9 @@ public:
         case 5:
             Respatialize();
             break;
+        case 12:
+            Together();
+            break;
         case 6:
             kal.destroy(kal.priv);
             Check(!KalInitialize(1, KAL_INTERFACE_VERSION, &kal));
@@ -203,6 +207,31 @@ private:
         stream.assign(2 * 4096, 0.0f);
         kal.render(kal.priv, stream.data(), frames);
         for (const float x : stream) Check(std::fabs(x) <= 1.0f);
+    }
+
+    // What may run at the same time does: two audio threads, a loader, and game calls, which may replace the context;
+    // or nothing is rendered while the game goes on.
+    void Together()
+    {
+        const int sizes[] = {bytes.Of(kFrames), bytes.Of(kFrames)};
+        std::vector<std::thread> threads;
+        for (const int size : sizes) {
+            if (bytes.Byte() % 4 == 0) continue;
+            threads.emplace_back([this, size] {
+                std::vector<float> out(2 * 4096);
+                for (int i = 0; i < 3; ++i) kal.render(kal.priv, out.data(), size);
+                for (const float x : out) Check(std::fabs(x) <= 1.0f);
+            });
+        }
+        threads.emplace_back([this] {
+            const float silence = 0;
+            const KalBufferParam one{&silence, 32, 1, 1, 48000};
+            if (KalSampleBuffer* const made = kal.createBuffer(kal.priv, &one)) kal.freeBuffer(kal.priv, made);
+        });
+        const unsigned action = bytes.Byte() % 3;
+        if (action == 0) Init();
+        for (int i = action == 1 ? 20 : 1; i > 0; --i) Respatialize();
+        for (std::thread& thread : threads) thread.join();
     }
 
     KalSampleBuffer*& Slot() { return buffers[bytes.Byte() % buffers.size()]; }
