@@ -2,7 +2,7 @@
 # The presets of CMakePresets.json do the work, so `cmake --preset linux-debug` and the like serve as well. Each target
 # installs what it needs and no more: the groups named after `need` stand in tools/packages.txt.
 
-.PHONY: build help setup demo play soak test bench sanitize debug fuzz format lint lines clean
+.PHONY: build help setup demo abx play soak test bench sanitize debug fuzz format lint lines clean
 .NOTPARALLEL:
 
 need = @tools/setup.sh
@@ -27,10 +27,17 @@ setup: ## installs what all of this needs (Debian 12)
 	$(need)
 
 demo: ## renders a scene on Linux and Windows to WAV files and pictures in build/demo
-	$(need) linux windows demo
+	$(need) linux windows demo kalrender
 	@$(call make,linux,demo)
+	@tools/demo/first.sh
 	@$(call make,win32,demo)
 	@tools/demo/run.sh
+
+abx: ## holds the scenes of the Windows build below -90 dB from those of the Linux build
+	$(need) linux windows demo kalrender
+	@$(call make,linux,demo)
+	@$(call make,win32,demo)
+	@tools/demo/abx.sh
 
 play: ## plays a small game through the sound card for SECONDS=12
 	$(need) linux play
