@@ -159,30 +159,6 @@ TEST(Context, PlacesWhatHappensAsLateInTheNextBlockAsTheRoundBeforeIsOld)
     }
 }
 
-// White noise beside the head is some 14 dB louder in the near ear; 6 dB leave room for the equaliser.
-TEST(Context, PlacesSoundsAroundTheListener)
-{
-    struct Case {
-        bool relative, turned;
-        std::size_t louder; ///< the ear
-    };
-    ContextHost host;
-    const Buffer noise = MakeBuffer(kal::test::Noise(4800, 1), 1);
-    for (const Case c : {Case{false, false, 1}, {false, true, 0}, {true, false, 1}, {true, true, 1}}) {
-        SCOPED_TRACE(testing::Message() << c.relative << c.turned);
-        host.context->Respatialize({10, 20, 30}, c.turned ? kal::Vector3{0, 0, 1} : kAhead, kUp, {});
-        host.occlusion = c.relative ? 0.0f : 1.0f; // a relative sound has no walls in its way, and turns along
-        if (c.relative)
-            host.context->PlayRelative(noise, {2, 0, 0}, kPlain);
-        else
-            host.context->PlayAbsolute(noise, {12, 20, 30}, kPlain);
-        const auto out = host.Hear(kStart + 9600);
-        double energy[2] = {};
-        for (std::size_t i = 0; i < out.size(); ++i) energy[i % 2] += double{out[i]} * out[i];
-        EXPECT_GT(energy[c.louder], 4 * energy[1 - c.louder]);
-    }
-}
-
 // What the first loud frame and those behind it are, whenever they come.
 std::vector<float> FromItsStart(const std::vector<float>& heard)
 {
