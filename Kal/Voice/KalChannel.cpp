@@ -121,7 +121,8 @@ void Channel::Schedule(double time, PreparedUpdate&& update) noexcept
     ChannelParam& next = update.mapped().param;
     next.shouldStop = next.shouldStop || lastParam.shouldStop;
     lastParam = next;
-    isUnheard = isUnheard || (next.shouldStop && key <= startDelay);
+    if (isNew && next.shouldStop && key <= startDelay)
+        isUnheard = true; // once a block has it, the countdown is its own
     Enqueue(key, update);
 }
 
