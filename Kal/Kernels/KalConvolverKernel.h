@@ -1,29 +1,27 @@
 #pragma once
 
 #include "Kal/Kernels/KalKernelTable.h"
-#include "Kal/Kernels/KalLanes.h"
+#include "Kal/QFFT/Complex.h"
 
 /// [render] The inner loops of convolution and of the real transform, written once for every lane width.
 namespace kal {
 
 namespace {
 
+using namespace qfft;
+
 /// Pairs k ... k + lanes - 1 of a TwiddlePairs and their mirror images, which stand in reverse.
 template<class V>
 inline void ApplyTwiddlePairsAt(const kernels::TwiddlePairs& t, int k)
 {
     const int mirror = t.size - k - (kNumLanes<V> - 1);
-    const V real = Load<V>(t.inReal + k), mirrorReal = Reversed(Load<V>(t.inReal + mirror));
-    const V imag = Load<V>(t.inImag + k), mirrorImag = Reversed(Load<V>(t.inImag + mirror));
-    const V twiddleReal = Load<V>(t.twiddleReal + k - 1), twiddleImag = Load<V>(t.twiddleImag + k - 1) * t.conjugate;
-    const V sumReal = real + mirrorReal, sumImag = imag - mirrorImag;
-    const V differenceReal = real - mirrorReal, differenceImag = imag + mirrorImag;
-    const V productReal = twiddleReal * differenceReal - twiddleImag * differenceImag;
-    const V productImag = twiddleReal * differenceImag + twiddleImag * differenceReal;
-    Store(t.outReal + k, (sumReal + productReal) * t.factor);
-    Store(t.outImag + k, (sumImag + productImag) * t.factor);
-    Store(t.outReal + mirror, Reversed((sumReal - productReal) * t.factor));
-    Store(t.outImag + mirror, Reversed((productImag - sumImag) * t.factor));
+    const auto x = Load<V>(t.inReal, t.inImag, k), y = Load<V>(t.inReal, t.inImag, mirror);
+    const Complex<V> mirrored = {Reversed(y.re), -Reversed(y.im)};
+    const Complex<V> twiddle = {Load<V>(t.twiddleReal + k - 1), Load<V>(t.twiddleImag + k - 1) * t.conjugate};
+    const Complex<V> sum = x + mirrored, product = twiddle * (x - mirrored);
+    Store(t.outReal, t.outImag, k, (sum + product) * t.factor);
+    const Complex<V> difference = Complex<V>{sum.re - product.re, product.im - sum.im} * t.factor; // conjugate
+    Store(t.outReal, t.outImag, mirror, Complex<V>{Reversed(difference.re), Reversed(difference.im)});
 }
 
 template<class V>
@@ -54,11 +52,10 @@ void Deinterleave(int count, const float* in, float* even, float* odd)
 template<class V>
 inline void AddProductsAt(const kernels::Products& p, int k)
 {
-    const V real = Load<V>(p.real + k), imag = Load<V>(p.imag + k);
+    const auto spectrum = Load<V>(p.real, p.imag, k);
     for (const kernels::Products::Ear& ear : p.ears) {
-        const V filterReal = Load<V>(ear.filterReal + k), filterImag = Load<V>(ear.filterImag + k);
-        Store(ear.sumReal + k, Load<V>(ear.sumReal + k) + (real * filterReal - imag * filterImag));
-        Store(ear.sumImag + k, Load<V>(ear.sumImag + k) + (real * filterImag + imag * filterReal));
+        const auto sum = Load<V>(ear.sumReal, ear.sumImag, k), filter = Load<V>(ear.filterReal, ear.filterImag, k);
+        Store(ear.sumReal, ear.sumImag, k, sum + spectrum * filter);
     }
 }
 

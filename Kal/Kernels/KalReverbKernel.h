@@ -1,12 +1,14 @@
 #pragma once
 
 #include "Kal/Kernels/KalKernelTable.h"
-#include "Kal/Kernels/KalLanes.h"
+#include "Kal/QFFT/Lanes.h"
 
 /// [render] The inner loop of the reverb, written once for every lane width.
 namespace kal {
 
 namespace {
+
+using namespace qfft;
 
 /// Two stages of sums and differences at once, on the values that are `stride` apart: they fit into registers.
 template<int stride, class T>

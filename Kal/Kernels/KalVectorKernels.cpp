@@ -1,21 +1,14 @@
 #include "Kal/Kernels/KalVectorKernels.h"
 
+#include "Kal/QFFT/Complex.h"
+
 #include <complex>
 #include <cstdint>
 
 namespace kal {
 namespace {
 
-using Float4 [[gnu::vector_size(16), gnu::may_alias]] = float;
-
-Float4& Four(float* p)
-{
-    return *reinterpret_cast<Float4*>(p);
-}
-const Float4& Four(const float* p)
-{
-    return *reinterpret_cast<const Float4*>(p);
-}
+using qfft::Complex, qfft::Float4, qfft::Load, qfft::Store;
 
 template<class... Array>
 bool AreAligned(const Array*... arrays)
@@ -23,22 +16,19 @@ bool AreAligned(const Array*... arrays)
     return ((reinterpret_cast<std::uintptr_t>(arrays) | ...) % sizeof(Float4)) == 0;
 }
 
+template<class V, class... Source>
+void AddSum(unsigned int i, float* dst, const Source*... sources)
+{
+    Store(dst + i, Load<V>(dst + i) + (... + Load<V>(sources + i)));
+}
+
 template<class... Source>
 void AccumulateSum(unsigned int n, float* dst, const Source*... sources)
 {
     unsigned int i = 0;
     if (AreAligned(dst, sources...))
-        for (; n - i > 3; i += 4) Four(dst + i) += (... + Four(sources + i));
-    for (; i < n; ++i) dst[i] += (... + sources[i]);
-}
-
-struct FourProducts {
-    Float4 re, im;
-};
-
-FourProducts MultiplyFour(Float4 aRe, Float4 aIm, Float4 bRe, Float4 bIm)
-{
-    return {aRe * bRe - aIm * bIm, aRe * bIm + aIm * bRe};
+        for (; n - i > 3; i += 4) AddSum<Float4>(i, dst, sources...);
+    for (; i < n; ++i) AddSum<float>(i, dst, sources...);
 }
 
 /// The library's complex product recovers the infinities that the plain formula turns into NaN.
@@ -72,15 +62,8 @@ void Accumulate(unsigned int n, float* dst, const float* a, const float* b, cons
 void Scale(unsigned int n, float* buf, float factor)
 {
     unsigned int i = 0;
-    if (AreAligned(buf)) {
-        for (; n - i > 15; i += 16) {
-            Four(buf + i) *= factor;
-            Four(buf + i + 4) *= factor;
-            Four(buf + i + 8) *= factor;
-            Four(buf + i + 12) *= factor;
-        }
-        for (; n - i > 3; i += 4) Four(buf + i) *= factor;
-    }
+    if (AreAligned(buf))
+        for (; n - i > 3; i += 4) Store(buf + i, Load<Float4>(buf + i) * factor);
     for (; i < n; ++i) buf[i] *= factor;
 }
 
@@ -90,12 +73,8 @@ void ComplexMultiply(unsigned int n, float* outRe, float* outIm, const float* aR
     unsigned int i = 0;
     if (AreAligned(outRe, outIm, aRe, aIm, bRe, bIm)) {
         for (; n - i > 7; i += 8) {
-            const auto low = MultiplyFour(Four(aRe + i), Four(aIm + i), Four(bRe + i), Four(bIm + i));
-            const auto high = MultiplyFour(Four(aRe + i + 4), Four(aIm + i + 4), Four(bRe + i + 4), Four(bIm + i + 4));
-            Four(outRe + i) = low.re;
-            Four(outRe + i + 4) = high.re;
-            Four(outIm + i) = low.im;
-            Four(outIm + i + 4) = high.im;
+            for (const unsigned int k : {i, i + 4})
+                Store(outRe, outIm, k, Load<Float4>(aRe, aIm, k) * Load<Float4>(bRe, bIm, k));
         }
     }
     for (; i < n; ++i) {
@@ -111,12 +90,9 @@ void ComplexMultiply(unsigned int n, float* out1Re, float* out1Im, float* out2Re
     unsigned int i = 0;
     if (AreAligned(out1Re, out1Im, out2Re, out2Im, aRe, aIm, b1Re, b1Im, b2Re, b2Im)) {
         for (; n - i > 3; i += 4) {
-            const auto first = MultiplyFour(Four(aRe + i), Four(aIm + i), Four(b1Re + i), Four(b1Im + i));
-            const auto second = MultiplyFour(Four(aRe + i), Four(aIm + i), Four(b2Re + i), Four(b2Im + i));
-            Four(out1Re + i) = first.re;
-            Four(out1Im + i) = first.im;
-            Four(out2Re + i) = second.re;
-            Four(out2Im + i) = second.im;
+            const auto a = Load<Float4>(aRe, aIm, i);
+            Store(out1Re, out1Im, i, a * Load<Float4>(b1Re, b1Im, i));
+            Store(out2Re, out2Im, i, a * Load<Float4>(b2Re, b2Im, i));
         }
     }
     for (; i < n; ++i) {

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Kal/Base/KalConstants.h"
-#include "Kal/Kernels/KalLanes.h"
+#include "Kal/QFFT/Lanes.h"
 
 #include <cstdint>
 
@@ -10,6 +10,8 @@
 namespace kal {
 
 namespace {
+
+using namespace qfft;
 
 template<class V>
 struct LaneTypes;
@@ -22,6 +24,7 @@ struct LaneTypes<Float4> {
     static constexpr Float4 kIndex = {0, 1, 2, 3};
 };
 
+#ifdef __AVX2__
 template<>
 struct LaneTypes<Float8> {
     using Int = std::int32_t __attribute__((vector_size(32)));
@@ -29,6 +32,7 @@ struct LaneTypes<Float8> {
     using Byte = std::uint8_t __attribute__((vector_size(8)));
     static constexpr Float8 kIndex = {0, 1, 2, 3, 4, 5, 6, 7};
 };
+#endif
 
 // Neighbouring elements as numbers, still to be multiplied by ElementScale. The way over integer lanes is one
 // instruction a step; compilers take the direct one in halves.
@@ -115,11 +119,11 @@ template<class V>
 inline constexpr int kMaxWindows = 2;
 
 template<int windows, class Element>
-inline Float8 Permuted(const Element* from, LaneTypes<Float8>::Int index)
+inline Float8 PermutedElements(const Element* from, LaneTypes<Float8>::Int index)
 {
-    const Float8 low = __builtin_ia32_permvarsf256(LoadElements<Float8>(from), index);
+    const Float8 low = Permuted(LoadElements<Float8>(from), index);
     if constexpr (windows == 1) return low;
-    const Float8 high = __builtin_ia32_permvarsf256(LoadElements<Float8>(from + 8), index);
+    const Float8 high = Permuted(LoadElements<Float8>(from + 8), index);
     return index < 8 ? low : high;
 }
 #else
@@ -147,7 +151,7 @@ inline void ResampleGroups(const Element* data, double x, double step, int numFr
         const V t = u - __builtin_convertvector(i, V);
         Neighbours<V> s;
         if constexpr (windows > 0)
-            s = {Permuted<windows>(data + whole, i), Permuted<windows>(data + whole + 1, i)};
+            s = {PermutedElements<windows>(data + whole, i), PermutedElements<windows>(data + whole + 1, i)};
         else
             s = LoadPairs<V>(data + whole, i);
         Store(out + done, (s.first + t * (s.second - s.first)) * scale);

@@ -1,40 +1,13 @@
 #pragma once
 
+#include "Kal/QFFT/Complex.h"
+
 #include <numbers>
 
-/// [any] Complex arithmetic and the transforms of a few points.
+/// [any] The transforms of a few points.
 namespace qfft {
 
-/// A complex number, or several side by side when V is a vector of floats.
-template<class V>
-struct Complex {
-    V re, im;
-};
-
-template<class V>
-inline Complex<V> operator+(Complex<V> a, Complex<V> b)
-{
-    return {a.re + b.re, a.im + b.im};
-}
-
-template<class V>
-inline Complex<V> operator-(Complex<V> a, Complex<V> b)
-{
-    return {a.re - b.re, a.im - b.im};
-}
-
-/// a - i b and a + i b.
-template<class V>
-inline Complex<V> MinusI(Complex<V> a, Complex<V> b)
-{
-    return {a.re + b.im, a.im - b.re};
-}
-
-template<class V>
-inline Complex<V> PlusI(Complex<V> a, Complex<V> b)
-{
-    return {a.re - b.im, a.im + b.re};
-}
+namespace {
 
 /// The forward transform of two, three, four or eight points, in place. T is the type of an element of V.
 template<class T, class V>
@@ -50,8 +23,7 @@ inline void Butterfly(Complex<V> (&x)[3])
 {
     constexpr T half = T(0.5), sine = std::numbers::sqrt3_v<T> / 2;
     const Complex<V> sum = x[1] + x[2], difference = x[1] - x[2];
-    const Complex<V> centre = {x[0].re - sum.re * half, x[0].im - sum.im * half};
-    const Complex<V> side = {difference.re * sine, difference.im * sine};
+    const Complex<V> centre = x[0] - sum * half, side = difference * sine;
     x[0] = x[0] + sum;
     x[1] = MinusI(centre, side);
     x[2] = PlusI(centre, side);
@@ -83,5 +55,7 @@ inline void Butterfly(Complex<V> (&x)[8])
         x[j + 4] = j == 2 ? PlusI(even[2], odd[2]) : even[j] - odd[j];
     }
 }
+
+} // namespace
 
 } // namespace qfft

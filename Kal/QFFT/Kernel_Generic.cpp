@@ -17,16 +17,10 @@ void GenericStage(const Stage<T>& stage, const T* inReal, const T* inImag, T* ou
         }
         for (std::size_t q = 0; q < stride; ++q) {
             Complex<T> x[radix];
-            for (unsigned k = 0; k < radix; ++k) {
-                const std::size_t from = q + stride * (p + k * count);
-                x[k] = {inReal[from], inImag[from]};
-            }
+            for (unsigned k = 0; k < radix; ++k) x[k] = Load<T>(inReal, inImag, q + stride * (p + k * count));
             Butterfly<T>(x);
-            for (unsigned j = 0; j < radix; ++j) {
-                const std::size_t to = q + stride * (radix * p + j);
-                outReal[to] = j == 0 ? x[j].re : x[j].re * twiddles[j].re + x[j].im * twiddles[j].im;
-                outImag[to] = j == 0 ? x[j].im : x[j].im * twiddles[j].re - x[j].re * twiddles[j].im;
-            }
+            for (unsigned j = 0; j < radix; ++j)
+                Store(outReal, outImag, q + stride * (radix * p + j), j == 0 ? x[j] : x[j] * Conjugate(twiddles[j]));
         }
     }
 }

@@ -3,42 +3,11 @@
 #include "Kal/QFFT/CpuFeature.h"
 #include "Kal/QFFT/SimdStages.h"
 
-#include <xmmintrin.h>
-
 namespace qfft {
 namespace {
 
-struct Float4 {
-    static constexpr unsigned kLanes = 4;
-
-    static Float4 Load(const float* p) { return {_mm_loadu_ps(p)}; }
-    static Float4 Broadcast(const float* p) { return {_mm_load1_ps(p)}; }
-    void Store(float* p) const { _mm_storeu_ps(p, v); }
-
-    /// Writes the first `stride` elements of a, b, c and d, then the next ones, and so on.
-    template<unsigned stride>
-    static void StoreInterleaved(float* p, Float4 a, Float4 b, Float4 c, Float4 d)
-    {
-        static_assert(stride == 1 || stride == 4);
-        if constexpr (stride == 1) _MM_TRANSPOSE4_PS(a.v, b.v, c.v, d.v);
-        a.Store(p);
-        b.Store(p + 4);
-        c.Store(p + 8);
-        d.Store(p + 12);
-    }
-
-    friend Float4 operator+(Float4 a, Float4 b) { return {_mm_add_ps(a.v, b.v)}; }
-    friend Float4 operator-(Float4 a, Float4 b) { return {_mm_sub_ps(a.v, b.v)}; }
-    friend Float4 operator*(Float4 a, Float4 b) { return {_mm_mul_ps(a.v, b.v)}; }
-    friend Float4 operator*(Float4 a, float b) { return {_mm_mul_ps(a.v, _mm_set1_ps(b))}; }
-    friend Float4 MultiplyAdd(Float4 a, Float4 b, Float4 c) { return a * b + c; }
-    friend Float4 MultiplySubtract(Float4 a, Float4 b, Float4 c) { return a * b - c; }
-
-    __m128 v;
-};
-
-/// Puts the twiddles of a stage into the order in which a kernel reads them: for each p, or as many as its vectors
-/// hold, and each j, first the real parts and then the imaginary ones. In a vector each stands `stride` times.
+/// Puts the conjugate twiddles of a stage into the order in which a kernel reads them: for each p, or as many as its
+/// vectors hold, and each j, first the real parts and then the imaginary ones. In a vector each stands `stride` times.
 AlignedVector<float> PackTwiddles(const Stage<float>& stage, unsigned lanes)
 {
     AlignedVector<float> packed;
@@ -50,7 +19,8 @@ AlignedVector<float> PackTwiddles(const Stage<float>& stage, unsigned lanes)
                 for (unsigned lane = 0; lane < lanes; ++lane) {
                     const std::size_t m = p + lane / repeat, end = 2 * ((j - 1) * stage.count + m);
                     // The table leaves out m = 0, where twiddles are 1.
-                    packed.push_back(m > 0 ? stage.twiddles[end - 2 + imaginary] : imaginary ? 0.0f : 1.0f);
+                    const float real = m > 0 ? stage.twiddles[end - 2] : 1.0f;
+                    packed.push_back(!imaginary ? real : m > 0 ? -stage.twiddles[end - 1] : -0.0f);
                 }
     return packed;
 }

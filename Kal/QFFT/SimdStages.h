@@ -5,72 +5,51 @@
 
 #include <cstddef>
 
-/// [render] Stage kernels on vectors of floats, written once and compiled once for every instruction set. The vector V
-/// is a type of the including source's unnamed namespace: a source compiled for a wide instruction set must leave no
-/// function behind that the linker could choose for the rest of the program. For the same reason those sources call no
-/// inline function of the standard library. V has kLanes, Load, Broadcast, Store, StoreInterleaved, + - * and
-///     MultiplyAdd(a, b, c) = a b + c, MultiplySubtract(a, b, c) = a b - c.
+/// [render] Stage kernels on vectors of floats, written once and compiled once for every instruction set.
 namespace qfft {
 
-template<class V>
-inline Complex<V> Load(const float* real, const float* imag, std::size_t i)
-{
-    return {V::Load(real + i), V::Load(imag + i)};
-}
+namespace {
 
-template<class V>
-inline void Store(float* real, float* imag, std::size_t i, Complex<V> x)
-{
-    x.re.Store(real + i);
-    x.im.Store(imag + i);
-}
-
-/// x times the conjugate of w.
-template<class V>
-inline Complex<V> TimesConjugate(Complex<V> x, Complex<V> w)
-{
-    return {MultiplyAdd(x.re, w.re, x.im * w.im), MultiplySubtract(x.im, w.re, x.re * w.im)};
-}
-
-/// A stage whose stride is a multiple of the lanes. Twiddles: per p and per j, one real and one imaginary part. The
-/// last stage of a transform has a count of 1 and needs none.
+/// A stage whose stride is a multiple of the lanes. Twiddles, conjugate: per p and per j, one real and one imaginary
+/// part. The last stage of a transform has a count of 1 and needs none.
 template<class V, unsigned radix, bool isLast>
 void WideStage(const Stage<float>& stage, const float* inReal, const float* inImag, float* outReal, float* outImag)
 {
     const std::size_t stride = stage.stride, count = isLast ? 1 : stage.count;
+    constexpr std::size_t kLanes = kNumLanes<V>;
     for (std::size_t p = 0; p < count; ++p) {
         Complex<V> twiddles[radix];
         if constexpr (!isLast) {
             const float* from = stage.twiddles + 2 * (radix - 1) * p;
             for (unsigned j = 1; j < radix; ++j)
-                twiddles[j] = {V::Broadcast(from + 2 * j - 2), V::Broadcast(from + 2 * j - 1)};
+                twiddles[j] = {Broadcast<V>(from[2 * j - 2]), Broadcast<V>(from[2 * j - 1])};
         }
-        for (std::size_t q = 0; q < stride; q += V::kLanes) {
+        for (std::size_t q = 0; q < stride; q += kLanes) {
             Complex<V> x[radix];
             for (unsigned k = 0; k < radix; ++k) x[k] = Load<V>(inReal, inImag, q + stride * (p + k * count));
             Butterfly<float>(x);
             for (unsigned j = 0; j < radix; ++j)
-                Store(outReal, outImag, q + stride * (radix * p + j),
-                      isLast || j == 0 ? x[j] : TimesConjugate(x[j], twiddles[j]));
+                Store(outReal, outImag, q + stride * (radix * p + j), isLast || j == 0 ? x[j] : x[j] * twiddles[j]);
         }
     }
 }
 
-/// A radix-4 stage whose stride is at most the lanes, which divide stride times count. Twiddles: per vector and per j,
-/// a vector of real and one of imaginary parts.
+/// A radix-4 stage whose stride is at most the lanes, which divide stride times count. Twiddles, conjugate:
+/// per vector and per j, a vector of real and one of imaginary parts.
 template<class V, unsigned stride>
 void NarrowStage(const Stage<float>& stage, const float* inReal, const float* inImag, float* outReal, float* outImag)
 {
+    constexpr std::size_t kLanes = kNumLanes<V>;
     const std::size_t quarter = stride * stage.count;
     const float* twiddles = stage.twiddles;
-    for (std::size_t i = 0; i < quarter; i += V::kLanes, twiddles += 6 * V::kLanes) {
+    for (std::size_t i = 0; i < quarter; i += kLanes, twiddles += 6 * kLanes) {
         Complex<V> x[4];
         for (unsigned k = 0; k < 4; ++k) x[k] = Load<V>(inReal, inImag, i + k * quarter);
         Butterfly<float>(x);
-        for (unsigned j = 1; j < 4; ++j)
-            x[j] = TimesConjugate(x[j], Load<V>(twiddles, twiddles + V::kLanes, 2 * (j - 1) * V::kLanes));
-        V::template StoreInterleaved<stride>(outReal + 4 * i, x[0].re, x[1].re, x[2].re, x[3].re);
-        V::template StoreInterleaved<stride>(outImag + 4 * i, x[0].im, x[1].im, x[2].im, x[3].im);
+        for (unsigned j = 1; j < 4; ++j) x[j] = x[j] * Load<V>(twiddles, twiddles + kLanes, 2 * (j - 1) * kLanes);
+        V real[4] = {x[0].re, x[1].re, x[2].re, x[3].re}, imag[4] = {x[0].im, x[1].im, x[2].im, x[3].im};
+        StoreInterleaved<stride>(outReal + 4 * i, real);
+        StoreInterleaved<stride>(outImag + 4 * i, imag);
     }
 }
 
@@ -78,17 +57,20 @@ void NarrowStage(const Stage<float>& stage, const float* inReal, const float* in
 template<class V>
 SimdKernel FindKernel(const Stage<float>& stage)
 {
+    constexpr unsigned kLanes = kNumLanes<V>;
     const bool isLast = stage.count == 1;
-    if (stage.radix == 4 && stage.stride <= V::kLanes && !isLast) {
-        if (stage.stride * stage.count % V::kLanes != 0) return {};
-        if (stage.stride == 1) return {NarrowStage<V, 1>, V::kLanes};
-        if (stage.stride == 4) return {NarrowStage<V, 4>, V::kLanes};
+    if (stage.radix == 4 && stage.stride <= kLanes && !isLast) {
+        if (stage.stride * stage.count % kLanes != 0) return {};
+        if (stage.stride == 1) return {NarrowStage<V, 1>, kLanes};
+        if (stage.stride == 4) return {NarrowStage<V, 4>, kLanes};
     }
-    if (stage.stride % V::kLanes != 0) return {};
+    if (stage.stride % kLanes != 0) return {};
     if (stage.radix == 2) return {isLast ? WideStage<V, 2, true> : WideStage<V, 2, false>, 1};
     if (stage.radix == 3) return {isLast ? WideStage<V, 3, true> : WideStage<V, 3, false>, 1};
     if (stage.radix == 4) return {isLast ? WideStage<V, 4, true> : WideStage<V, 4, false>, 1};
     return {isLast ? WideStage<V, 8, true> : nullptr, 1};
 }
+
+} // namespace
 
 } // namespace qfft
