@@ -5,6 +5,17 @@
 namespace qfft::cpu {
 namespace {
 
+/// In 32-bit programs wide lanes have half the registers, and what lies between the kernels stays narrow code. They pay
+/// on the makes of processor that were measured (docs/performance.md); on others the narrow table cannot lose.
+bool PaysForWideLanes()
+{
+#ifdef __i386__
+    return __builtin_cpu_is("intel") || __builtin_cpu_is("amd");
+#else
+    return true;
+#endif
+}
+
 std::atomic<InstructionSet>& Selection()
 {
     static std::atomic<InstructionSet> selection = UsableInstructionSets().back();
@@ -27,11 +38,8 @@ const char* NameOf(InstructionSet set)
 std::vector<InstructionSet> UsableInstructionSets()
 {
     std::vector<InstructionSet> sets = {InstructionSet::Generic, InstructionSet::Sse2};
-    // In a 32-bit program all SSE code runs up to four times slower once 8-lane code has run, and its eight registers
-    // are too few for wide lanes anyway.
-#ifdef __x86_64__
-    if (__builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma")) sets.push_back(InstructionSet::Avx2);
-#endif
+    if (__builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma") && PaysForWideLanes())
+        sets.push_back(InstructionSet::Avx2);
     return sets;
 }
 
