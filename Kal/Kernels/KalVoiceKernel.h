@@ -181,15 +181,27 @@ inline V Powers(float x)
     return powers;
 }
 
+// The first lanes of the low-pass's answer to a step, 1 - (1 - coef)^(k + 1).
+template<class V>
+inline V StepResponse(float coef)
+{
+    V response;
+    float y = 0.0f;
+    for (int k = 0; k < kNumLanes<V>; ++k) response[k] = y += (1.0f - y) * coef;
+    return response;
+}
+
 /// y[n] = y[n-1] + coef (x[n] - y[n-1]) in place; *state is y before and after. Within a group of lanes the recursion
 /// is the sum over earlier inputs, made by doubling: after three steps lane k holds sum_j (1 - coef)^(k-j) coef x[j].
+/// What the carried y adds, y (1 - coef)^(k + 1), is taken as y less y times the answer to a step: a power just below 1
+/// would round too coarsely for the smallest coefficients.
 template<class V>
 void Lowpass(float* frames, int numFrames, float coef, float* state)
 {
     constexpr int kLanes = kNumLanes<V>;
     const float keep = 1.0f - coef;
     const V in = Broadcast<V>(coef), keep1 = Broadcast<V>(keep), keep2 = Broadcast<V>(keep * keep);
-    const V carried = Powers<V>(keep) * keep;
+    const V gone = StepResponse<V>(coef);
     float y = *state;
     int i = 0;
     for (; i + kLanes <= numFrames; i += kLanes) {
@@ -197,7 +209,8 @@ void Lowpass(float* frames, int numFrames, float coef, float* state)
         v += keep1 * ShiftedUp<1>(v);
         v += keep2 * ShiftedUp<2>(v);
         if constexpr (kLanes == 8) v += (keep2 * keep2) * ShiftedUp<4>(v);
-        v += carried * Broadcast<V>(y);
+        const V carried = Broadcast<V>(y);
+        v = carried + (v - gone * carried);
         Store(frames + i, v);
         y = v[kLanes - 1];
     }

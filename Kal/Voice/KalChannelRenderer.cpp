@@ -152,6 +152,9 @@ public:
             directGain = directTarget;
             sendGain = sendTarget;
         }
+        // Like a filter's state, one that is not finite would stay so for good.
+        if (!std::isfinite(directGain)) directGain = directTarget;
+        if (!std::isfinite(sendGain)) sendGain = sendTarget;
         filterState = FiniteOrZero(filterState);
 
         const kernels::Table& table = kernels::ActiveTable();

@@ -189,6 +189,25 @@ TEST_P(Voices, EndsEightFramesPastTheData)
     EXPECT_EQ(pair.actual[4], 0.0f);
 }
 
+// The way from one gain to the other does not fit a float.
+TEST_P(Voices, HealsGainsThatOverflowed)
+{
+    const TestBuffer buffer(AudioFormat::Float32, 1, 48000.0, std::vector<double>(3000, 0.5));
+    ChannelParam param;
+    param.isSpatialized = true;
+    param.referenceDistanceSq = 1.0f;
+    const auto renderer = MakeRenderer(Interpolation::Linear, *SharedEngine(), buffer, param);
+    ThreadLocalBuffer buses;
+    for (const float gain : {3e38f, -3e38f, 0.3f}) {
+        param.gain = param.reverbSendGain = gain;
+        SharedEngine()->GetSpatializer()->BeginRender(512);
+        buses.Clear(512);
+        renderer->Render(SharedEngine().get(), 0, 512, buses);
+    }
+    EXPECT_FLOAT_EQ(buses.lowSend[511], 0.15f);
+    EXPECT_FLOAT_EQ(buses.reverbSend[511], 0.15f);
+}
+
 // Steps of every kind against repeated addition: random ones, ones with few bits, and ones that fall half-way between
 // two representable positions.
 TEST(Playhead, RunsLandWhereRepeatedAdditionDoes)
