@@ -1,15 +1,6 @@
 // What a game feels: the time of one block with many voices.
-//
-//     kal_scene [--json] [--alone] [--kernels Generic|SSE2|AVX2] [--threads N,N] [--voices N,N,...]
-//               [--motion static,moving,sends] [--blocks N]
-//
-// One line a case: the direction sides that were convolved, median, 99th percentile and worst block in microseconds,
-// the median in per cent of the block's time, and "drift": the median of the last quarter of the blocks, relative to
-// that of the first. With peers built in, each case alternates with theirs unless it is to be alone, and the ratio is
-// printed. "marginal" is the cost of a further voice, in ns a frame, between the last two voice counts of a motion:
-// both have every direction in use, so it is the voices' alone.
-
 #include "Kal/QFFT/CpuFeature.h"
+#include "bench/scene/Load.h"
 #include "bench/scene/Renderers.h"
 
 #include <algorithm>
@@ -18,16 +9,40 @@
 #include <cstdlib>
 #include <cstring>
 #include <map>
+#include <memory>
+#include <optional>
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
 
 using namespace scene;
 
+constexpr char kHelp[] =
+    R"(usage: kal_scene [--json] [--alone] [--busy] [--kernels Generic|SSE2|AVX2] [--threads N,N,...] [--voices N,N,...]
+                 [--motion static,moving,sends] [--blocks N]
+
+  --json     a line of JSON a case instead of a table
+  --alone    without the other renderer, if one was built in
+  --busy     beside one endless loop on every core, of the same priority; ends with the run
+  --kernels  one of the tables of kernels; default: the widest that this processor offers
+  --threads  of one engine, the calling one included; default: 1,2
+  --voices   default: 1,8,64,256,1000,2000,10000
+  --motion   of the voices: none, around the listener, and with reverb sends; default: all
+  --blocks   that are measured, after some to warm up; default: 300
+
+One line a case: the direction sides that were convolved, median, 99th percentile and worst block in microseconds, the
+median in per cent of the block's time, and "drift": the median of the last quarter of the blocks, relative to that of
+the first. All thread counts, and the other renderer up to 1000 voices, take turns of ten blocks, so that they see the
+same machine; then their ratios are printed. "marginal" is the cost of a further voice, in ns a frame, between the last
+two voice counts of a motion: from 1000 on every direction is in use, and it is the voices' alone.
+)";
+
 struct Options {
     bool json = false;
+    bool busy = false;
     bool alone = false;
     std::vector<int> threads{1, 2};
     std::vector<int> voices{1, 8, 64, 256, 1000, 2000, 10000};
@@ -65,11 +80,7 @@ std::vector<int> Numbers(const std::string& list)
 
 [[noreturn]] void Usage(const char* what)
 {
-    std::fprintf(
-        stderr,
-        "kal_scene: %s\nusage: kal_scene [--json] [--alone] [--kernels NAME] [--threads N,N] [--voices N,N,...] "
-        "[--motion static,moving,sends] [--blocks N]\n",
-        what);
+    std::fprintf(stderr, "kal_scene: %s\n%s", what, kHelp);
     std::exit(2);
 }
 
@@ -83,14 +94,16 @@ void SelectInstructionSet(const std::string& name)
 Options Parsed(int argc, char** argv)
 {
     Options options;
+    const std::map<std::string, bool Options::*> switches = {
+        {"--json", &Options::json}, {"--alone", &Options::alone}, {"--busy", &Options::busy}};
     for (int i = 1; i < argc; ++i) {
         const std::string option = argv[i];
-        if (option == "--json") {
-            options.json = true;
-            continue;
+        if (option == "--help") {
+            std::fputs(kHelp, stdout);
+            std::exit(0);
         }
-        if (option == "--alone") {
-            options.alone = true;
+        if (const auto found = switches.find(option); found != switches.end()) {
+            options.*found->second = true;
             continue;
         }
         if (++i == argc) Usage("an option lacks its value");
@@ -161,28 +174,48 @@ void Report(const Options& options, const std::string& who, Motion motion, int t
     std::fflush(stdout);
 }
 
-// Own and peer take short turns, so that both see the same machine, each with caches of its own as in a game.
-double RunCase(const Options& options, Motion motion, int threads, int voices)
+/// One renderer of a case, with caches of its own as in a game.
+struct Contender {
+    std::string name;
+    int threads;
+    std::unique_ptr<Renderer> renderer;
+    Stopwatch stopwatch = {};
+};
+
+std::vector<Contender> Contenders(const Options& options, Motion motion, int voices)
 {
-    const auto own = MakeOwnRenderer(voices, motion, static_cast<unsigned>(threads));
-    std::unique_ptr<Renderer> peer;
+    std::vector<Contender> contenders;
+    for (const int threads : options.threads)
+        contenders.push_back({"kal", threads, MakeOwnRenderer(voices, motion, static_cast<unsigned>(threads))});
 #ifdef KAL_BENCH_PEERS
-    if (!options.alone && threads == 1 && voices <= 1000) peer = MakeOpenAlRenderer(voices, motion);
+    if (!options.alone && voices <= 1000)
+        if (auto peer = MakeOpenAlRenderer(voices, motion)) contenders.push_back({"openal", 1, std::move(peer)});
 #endif
-    Stopwatch ownTime, peerTime;
+    return contenders;
+}
+
+/// Returns the median for every number of threads.
+std::vector<double> RunCase(const Options& options, Motion motion, int voices)
+{
+    std::vector<Contender> contenders = Contenders(options, motion, voices);
     constexpr int kTurn = 10;
-    for (int first = 0; first < Stopwatch::kWarmUpBlocks + options.blocks; first += kTurn) {
-        for (int block = first; block < first + kTurn; ++block) ownTime.Time(*own, block);
-        for (int block = first; peer && block < first + kTurn; ++block) peerTime.Time(*peer, block);
+    for (int first = 0; first < Stopwatch::kWarmUpBlocks + options.blocks; first += kTurn)
+        for (Contender& contender : contenders)
+            for (int block = first; block < first + kTurn; ++block)
+                contender.stopwatch.Time(*contender.renderer, block);
+    std::vector<double> medians;
+    Figures own{};
+    for (Contender& contender : contenders) {
+        const Figures figures = contender.stopwatch.Result();
+        Report(options, contender.name, motion, contender.threads, voices, contender.renderer->ActiveSides(), figures);
+        if (contender.name == "kal") medians.push_back(figures.median);
+        if (&contender == &contenders[0])
+            own = figures;
+        else if (!options.json)
+            std::printf("         to the first of them: median %.2f, 99 %% %.2f\n", figures.median / own.median,
+                        figures.percentile99 / own.percentile99);
     }
-    const Figures figures = ownTime.Result();
-    Report(options, "kal", motion, threads, voices, own->ActiveSides(), figures);
-    if (peer) {
-        const Figures theirs = peerTime.Result();
-        Report(options, "openal", motion, 1, voices, -1, theirs);
-        if (!options.json) std::printf("         openal / kal = %.2f\n", theirs.median / figures.median);
-    }
-    return figures.median;
+    return medians;
 }
 
 } // namespace
@@ -195,15 +228,18 @@ int main(int argc, char** argv)
             "kernels: %s; %d frames a block at %.0f Hz = %.1f us\n%-8s %-7s %7s %7s %6s %10s %10s %10s %8s %6s\n",
             qfft::cpu::NameOf(qfft::cpu::ActiveInstructionSet()), kBlock, kRate, kBlockMicroseconds, "renderer",
             "motion", "threads", "voices", "sides", "median us", "99 % us", "worst us", "per cent", "drift");
-    for (const Motion motion : options.motions)
-        for (const int threads : options.threads) {
-            double before = 0.0, last = 0.0;
-            for (const int voices : options.voices) {
-                before = last;
-                last = RunCase(options, motion, threads, voices);
-            }
-            if (options.voices.size() < 2 || options.json) continue;
-            const int further = options.voices.back() - options.voices[options.voices.size() - 2];
-            std::printf("         marginal: %.2f ns a voice-frame\n", (last - before) * 1000.0 / further / kBlock);
+    std::optional<Load> load;
+    if (options.busy) load.emplace();
+    for (const Motion motion : options.motions) {
+        std::vector<double> before, last;
+        for (const int voices : options.voices) {
+            before = std::move(last);
+            last = RunCase(options, motion, voices);
         }
+        if (options.voices.size() < 2 || options.json) continue;
+        const int further = options.voices.back() - options.voices[options.voices.size() - 2];
+        for (std::size_t i = 0; i < last.size(); ++i)
+            std::printf("         marginal, %d threads: %.2f ns a voice-frame\n", options.threads[i],
+                        (last[i] - before[i]) * 1000.0 / further / kBlock);
+    }
 }
