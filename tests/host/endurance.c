@@ -97,19 +97,31 @@ static int IsLoaded(void)
 #endif
 }
 
-// The bound is a hundredth of what one context holds, for each.
+// A call that fails takes what a process has few of: on Windows the run-time keeps the exception in one of 1088
+// indices.
+static void FailOnce(void)
+{
+    KalContext kal;
+    CHECK_TEXT(library.initialize(1, KAL_INTERFACE_VERSION, &kal), NULL);
+    kal.playLocal(kal.priv, NULL, &kPlain);
+    CHECK_TEXT(kal.checkError(kal.priv), "Not initialized.");
+    kal.destroy(kal.priv);
+}
+
+// The bound is a hundredth of what one context holds, for each that plays.
 static void LoadsAndUnloads(void)
 {
     static const int kSizes[] = {kBlock, 0, 2 * kBlock, 64};
     double before = 0;
-    for (int i = 0; i < 200; ++i) {
-        if (i == 20) before = HeldMemory();
+    for (int i = 0; i < 2000; ++i) {
+        if (i == 200) before = HeldMemory();
         kalCloseLibrary(library);
         CHECK(!IsLoaded());
         library = kalOpenLibrary(path);
         CHECK(IsLoaded() && library.initialize);
         if (!library.initialize) return;
-        PlayBriefly(i % 3, kSizes[i % 4]);
+        FailOnce();
+        if (i % 10 == 0) PlayBriefly(i / 10 % 3, kSizes[i / 10 % 4]);
     }
     CHECK(HeldMemory() - before < 9e6);
 }
