@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Kal/Base/KalLock.h"
 #include "Kal/Base/KalThreadPool.h"
 #include "Kal/Base/KalTypes.h"
 #include "Kal/Master/KalCompressor.h"
@@ -16,7 +17,6 @@
 
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <vector>
 
 namespace kal {
@@ -85,7 +85,7 @@ private:
     void SumBuses(AlignedVector ThreadLocalBuffer::*bus);
     void FinishBlock(int numFrames);
 
-    std::mutex mutex; ///< held for the whole of Prerender and of Render
+    Mutex mutex; ///< held for the whole of Prerender and of Render
     std::shared_ptr<ThreadPool> threadPool;
     Compressor limiter;
     SendNetwork sendNetwork;

@@ -1,6 +1,7 @@
 #include "libkalmarble/BlockRing.h"
 
 #include <algorithm>
+#include <mutex>
 #include <utility>
 
 namespace kalmarble {

@@ -1,10 +1,10 @@
 #pragma once
 
 #include "Kal/Base/KalGate.h"
+#include "Kal/Base/KalLock.h"
 
 #include <cstddef>
 #include <exception>
-#include <mutex>
 #include <vector>
 
 namespace kalmarble {
@@ -44,7 +44,7 @@ private:
     std::size_t ringCount = 0;
     std::exception_ptr failure;  ///< handed over instead of a block
     std::size_t failedCount = 0; ///< floats of that block
-    std::mutex ringMutex;        ///< guards all of the above
+    kal::Mutex ringMutex;        ///< guards all of the above
 
     // Each is locked by one side and unlocked by the other.
     kal::Gate producerGate{false}; ///< locked while no block is ready for the reader; only Read waits on it

@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cstdarg>
 #include <cstdio>
+#include <mutex>
 #include <utility>
 
 namespace kalmarble {
@@ -38,14 +39,14 @@ Context::Context(const InitParam& initParam)
 {
     engine = std::make_shared<kal::Engine>(engineParam);
     roundStartTime = Now();
-    thread = std::thread([this] { RunBackground(); });
+    thread = std::make_shared<kal::Thread>("kal-render", [this] { RunBackground(); });
 }
 
 Context::~Context()
 {
     running = false;
     ring.Close();
-    thread.join();
+    thread->Join();
 }
 
 void Context::RunBackground()

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Kal/Base/KalLock.h"
+#include "Kal/Base/KalThread.h"
 #include "Kal/KalEngine.h"
 #include "include/KALMarble.h"
 #include "libkalmarble/BlockRing.h"
@@ -8,8 +10,6 @@
 
 #include <atomic>
 #include <memory>
-#include <mutex>
-#include <thread>
 #include <vector>
 
 namespace kalmarble {
@@ -91,17 +91,17 @@ private:
     InitParam param;
     kal::EngineParam engineParam;
     Surroundings surroundings;
-    std::mutex engineMutex; ///< guards roundStartTime, the engine's voices and their changes, and its reverb settings
+    kal::Mutex engineMutex; ///< guards roundStartTime, the engine's voices and their changes, and its reverb settings
     double roundStartTime;  ///< seconds on the monotonic clock
     std::atomic<bool> running{true};
     BlockRing ring;
-    std::mutex readerMutex;                     ///< held by the one Render that the ring serves
+    kal::Mutex readerMutex;                     ///< held by the one Render that the ring serves
     std::atomic<std::int32_t> blockFrames{512}; ///< of the host's latest Render
     std::vector<float> renderScratch;           ///< the background thread's
     std::atomic<std::int32_t> currentPolyphonyLimit;
     std::vector<Channel> channels;    ///< tracked sounds, oldest first
     std::atomic<int> channelCount{0}; ///< size of channels, for the background thread
-    std::thread thread;
+    std::shared_ptr<kal::Thread> thread;
 };
 
 } // namespace kalmarble

@@ -1,12 +1,12 @@
 #pragma once
 
+#include "Kal/Base/KalLock.h"
 #include "Kal/Base/KalTypes.h"
 #include "include/KALMarble.h"
 #include "libkalmarble/Context.h"
 #include "libkalmarble/LastError.h"
 
 #include <memory>
-#include <mutex>
 
 namespace kalmarble {
 
@@ -15,7 +15,7 @@ struct ContextPrivate {
     std::shared_ptr<Context> context; ///< empty until Init succeeds; guarded by contextMutex
     InitParam param{};                ///< of the latest Init
     LastError lastError;
-    std::mutex contextMutex; ///< lets Init replace the context while Render runs; held for a copy of the pointer only
+    kal::Mutex contextMutex; ///< lets Init replace the context while Render runs; held for a copy of the pointer only
 
     /// [any] The context, kept alive for the caller. Throws "Not initialized."
     std::shared_ptr<Context> Initialized();

@@ -1,12 +1,14 @@
 #pragma once
 
+#include "Kal/Base/KalLock.h"
+
 #include <atomic>
-#include <condition_variable>
 #include <mutex>
 
 namespace kal {
 
-/// A lock that any thread may open: one thread closes it, another opens it to hand over a turn. Waiting sleeps.
+/// A lock that any thread may open: one thread closes it, another opens it to hand over a turn. Waiting sleeps. Whoever
+/// destroys a gate first lets all calls on it return, the one that opened it included.
 class Gate {
 public:
     /// [control]
@@ -23,10 +25,11 @@ public:
     /// [any] Opens the gate and wakes one thread that waits for it.
     void Unlock()
     {
-        // Notified with the mutex held: the waiter may destroy the gate as soon as it is through.
-        std::lock_guard lock(mutex);
-        open = true;
-        opened.notify_one();
+        {
+            std::lock_guard lock(mutex);
+            open = true;
+        }
+        opened.notify_one(); // who wakes up shall not have to wait for the mutex, too
     }
 
     /// [any] Waits until the gate is open and leaves it so.
@@ -48,8 +51,10 @@ public:
     /// [any] Ends a LockUnlessWoken, now or the next.
     void Wake()
     {
-        std::lock_guard lock(mutex);
-        woken = true;
+        {
+            std::lock_guard lock(mutex);
+            woken = true;
+        }
         opened.notify_one();
     }
 
@@ -57,8 +62,8 @@ public:
     bool IsOpen() const { return open; }
 
 private:
-    std::mutex mutex;
-    std::condition_variable opened;
+    Mutex mutex;
+    Condition opened;
     std::atomic<bool> open; ///< written with the mutex held
     bool woken = false;
 };

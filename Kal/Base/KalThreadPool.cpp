@@ -7,6 +7,8 @@
 
 #include <chrono>
 #include <future>
+#include <string>
+#include <thread>
 #include <utility>
 
 namespace kal {
@@ -29,7 +31,7 @@ ThreadPool::ThreadPool(unsigned numThreads)
     }
     try {
         for (unsigned w = 1; w < numThreads; ++w)
-            threads[w] = std::make_shared<std::thread>([this, w] { WorkerLoop(w); });
+            threads[w] = std::make_shared<Thread>("kal-worker-" + std::to_string(w), [this, w] { WorkerLoop(w); });
     } catch (...) {
         Stop();
         throw;
@@ -46,7 +48,7 @@ void ThreadPool::Stop()
     stop = true;
     for (unsigned w = 1; w < threads.size() && threads[w]; ++w) {
         bgMutex1[w]->Unlock();
-        threads[w]->join();
+        threads[w]->Join();
     }
 }
 

@@ -1,10 +1,10 @@
 #pragma once
 
 #include "Kal/Base/KalGate.h"
+#include "Kal/Base/KalThread.h"
 
 #include <atomic>
 #include <memory>
-#include <thread>
 #include <vector>
 
 namespace kal {
@@ -51,7 +51,7 @@ private:
     std::vector<std::shared_ptr<Gate>> bgMutex1; ///< start signals, closed while there is no job
     std::vector<std::shared_ptr<Gate>> bgMutex2; ///< done signals, closed while a job runs
     std::vector<Task> futures;
-    std::vector<std::shared_ptr<std::thread>> threads;
+    std::vector<std::shared_ptr<Thread>> threads;
     std::atomic<bool> stop{false};
     std::atomic<bool> inBlock{false}; ///< there may be another job in a moment
     bool maySpin;                     ///< there are as many processors as workers

@@ -1,6 +1,7 @@
 #include "Kal/Space/KalSpatializerAngle.h"
 
 #include <algorithm>
+#include <mutex>
 
 namespace kal {
 

@@ -1,11 +1,11 @@
 #pragma once
 
+#include "Kal/Base/KalLock.h"
 #include "Kal/Space/KalSpatializer.h"
 
 #include <array>
 #include <atomic>
 #include <memory>
-#include <mutex>
 #include <vector>
 
 namespace kal {
@@ -22,7 +22,7 @@ struct Spatializer::Angle {
         ConvolverBank::Input signal;
         std::atomic<bool> used = false; ///< some source wrote into it this block
         bool active = false;            ///< used, or still ringing
-        std::mutex mutex;               ///< held while samples are added
+        Mutex mutex;                    ///< held while samples are added
     };
 
     Angle(float degrees, ConvolverBank& owner, const float* left, const float* right)
@@ -38,7 +38,7 @@ struct Spatializer::Angle {
     ConvolverBank& bank;
     ConvolverBank::Responses responses;
     std::array<SideInput, 2> inputs;
-    std::mutex clearMutex; ///< held for the first clearing of either input in a block
+    Mutex clearMutex; ///< held for the first clearing of either input in a block
 };
 
 /// The directions of one elevation.

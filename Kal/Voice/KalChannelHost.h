@@ -1,7 +1,8 @@
 #pragma once
 
+#include "Kal/Base/KalLock.h"
+
 #include <memory>
-#include <mutex>
 
 namespace kal {
 
@@ -20,7 +21,7 @@ public:
     const std::shared_ptr<Spatializer>& GetSpatializer() const { return spatializer; }
 
     /// Guards the list of voices and every voice's scheduled changes. It is held briefly, for an insertion or a swap.
-    std::mutex channelListMutex;
+    Mutex channelListMutex;
 
 protected:
     explicit ChannelHost(double rate) : samplingRate(rate) {}
