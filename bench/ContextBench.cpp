@@ -39,23 +39,6 @@ void Init(benchmark::State& state)
 }
 BENCHMARK(Init)->Unit(benchmark::kMillisecond);
 
-/// The host's audio callback when the background thread has kept up: the next block waits.
-void RenderWaitingBlock(benchmark::State& state)
-{
-    const auto context = std::make_shared<Context>(kParam);
-    const int numFrames = static_cast<int>(state.range(0));
-    std::vector<float> out(2 * static_cast<std::size_t>(numFrames));
-    context->Render(out.data(), numFrames);
-    for (auto _ : state) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        const auto start = std::chrono::steady_clock::now();
-        context->Render(out.data(), numFrames);
-        const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - start;
-        state.SetIterationTime(elapsed.count());
-    }
-}
-BENCHMARK(RenderWaitingBlock)->Arg(512)->UseManualTime()->Iterations(500)->Unit(benchmark::kMicrosecond);
-
 /// The first block after a device has stood still for so many minutes while the listener moved, 60 times a second,
 /// among 256 sounds, and ten others a second were started and had to give way; or an ordinary one.
 void FirstBlockAfterAPause(benchmark::State& state)

@@ -32,6 +32,11 @@ scene --kernels SSE2 --threads 1 --motion sends --voices 2000,10000 | tee "$out/
 echo "== scenes, 32-bit Windows under Wine"
 # shellcheck disable=SC2086
 tools/wine.sh build/win32-bench/bench/kal_scene.exe --threads 1 --motion sends $scenes | tr -d '\r' | tee "$out/scenes-windows.txt"
+echo "== a block that waits, Linux and Windows"
+{
+    build/linux-bench/bench/kal_waiting
+    tools/wine.sh build/win32-bench/bench/kal_waiting.exe | tr -d '\r'
+} | tee "$out/waiting.txt"
 echo "== kernels, Linux"
 # shellcheck disable=SC2086
 build/linux-bench/bench/kal_bench --benchmark_out="$out/kernels.json" --benchmark_out_format=json $kernels | tee "$out/kernels.txt"
