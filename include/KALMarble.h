@@ -130,11 +130,14 @@ typedef struct KalContext {
      * context: its sounds end, and it waits for the block that is being rendered. When it fails, a context that was
      * running goes on.
      * Game thread. Errors: "Invalid sampling rate: %f", "Invalid thread count: %u" (above 256), and the system's text
-     * when a thread cannot be started. */
+     * when a thread cannot be started; "The process is ending." where destroy does nothing. */
     void(KAL_CALL* init)(KalPrivate* priv, const KalInitParam* param);
 
     /* Stops the threads, after the block that is being rendered, and frees everything but the buffers. No other call
-     * may be under way; priv is gone afterwards. Null is ignored. Any thread. Errors: none. */
+     * may be under way; priv is gone afterwards. Null is ignored. The caller holds no lock that a callback needs.
+     * On Windows it may be called from DllMain or a static destructor of the host's own DLL. Unloading there leaves the
+     * threads behind, done but for their exit; they keep this library loaded until then. At the end of the process,
+     * when the system has taken all threads, destroy does nothing. Any thread. Errors: none. */
     void(KAL_CALL* destroy)(KalPrivate* priv);
 
     /* The text of the latest failure of any call, or null when nothing ever failed. It stays until a later failure

@@ -1,6 +1,7 @@
 #include "libkalmarble/Exports.h"
 
 #include "Kal/Base/KalException.h"
+#include "Kal/Base/KalThread.h"
 #include "libkalmarble/FloatState.h"
 
 #include <exception>
@@ -60,6 +61,8 @@ std::shared_ptr<Context> ContextPrivate::Initialized()
 
 void KalContext::Init(ContextPrivate* priv, const InitParam* param)
 {
+    // Not thrown: what catches exceptions may have been taken down.
+    if (kal::ThreadsAreGone()) return priv->lastError.Set("The process is ending.");
     Guarded(priv, [&] {
         priv->param = *param;
         auto context = std::make_shared<Context>(priv->param);
@@ -70,7 +73,8 @@ void KalContext::Init(ContextPrivate* priv, const InitParam* param)
 
 void KalContext::Destroy(ContextPrivate* priv)
 {
-    delete priv;
+    // The threads may have held locks when they went; memory goes with the process.
+    if (!kal::ThreadsAreGone()) delete priv;
 }
 
 const char* KalContext::CheckError(ContextPrivate* priv)

@@ -59,6 +59,18 @@ static inline double HeldMemory(void)
 #endif
 }
 
+// Whether the process holds the library at `path`.
+static inline int IsLoaded(const char* path)
+{
+#ifdef _WIN32
+    return GetModuleHandleA(path) != NULL;
+#else
+    void* handle = dlopen(path, RTLD_NOW | RTLD_NOLOAD);
+    if (handle) dlclose(handle);
+    return handle != NULL;
+#endif
+}
+
 // Runs `cases` with the library at `path` and tells how it went, as main does.
 static inline int RunHost(const char* path, void (*cases)(void))
 {
