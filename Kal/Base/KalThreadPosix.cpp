@@ -41,8 +41,8 @@ struct Thread::State {
 Thread::Thread(std::string name, std::function<void()> run) : state(std::make_shared<State>())
 {
     state->thread = std::thread([threadName = std::move(name), job = std::move(run)] {
-        pthread_setname_np(pthread_self(), threadName.c_str());
         RunAboveTheGame();
+        pthread_setname_np(pthread_self(), threadName.c_str());
         job();
     });
 }

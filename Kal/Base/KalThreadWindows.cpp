@@ -96,8 +96,8 @@ struct Thread::State {
     {
         if (!Settle(Phase::Begun)) return;
         _fpreset(); // or double precision would be all that the x87 unit has
-        NameThisThread(name);
         SetThreadPriority(GetCurrentThread(), THREAD_PRIORITY_TIME_CRITICAL);
+        NameThisThread(name);
         run();
         SetEvent(ended);
     }
