@@ -4,8 +4,9 @@
 #include "Kal/Kernels/KalReverbKernel.h"
 #include "Kal/QFFT/Assert.h"
 
+#include <algorithm>
+#include <array>
 #include <cmath>
-#include <vector>
 
 namespace kal {
 
@@ -19,16 +20,20 @@ constexpr int kIndexStagger = 64;
 // short that nothing goes around.
 constexpr double kLeastLpfCoef = 1e-6;
 
-/// The primes up to the first one that no ring can hold, in ascending order: shared by all reverbs, built by the first
-/// one, so that rendering neither locks nor allocates.
-const std::vector<int>& EnsurePrimeList()
+/// The primes up to 32771, the first one that no ring can hold.
+using PrimeList = std::array<int, 3513>;
+
+/// They are shared by all reverbs, in ascending order, and built by the first one, so that rendering neither locks nor
+/// allocates. There is no destructor: at the end of a process without one for the context, a block may be under way.
+const PrimeList& EnsurePrimeList()
 {
-    static const std::vector<int> primes = [] {
-        std::vector<int> list{2, 3};
-        for (int candidate = 5; list.back() <= ReverbDelayLine::size; candidate += 2) {
+    static const PrimeList primes = [] {
+        PrimeList list{2, 3};
+        auto end = list.begin() + 2;
+        for (int candidate = 5; end != list.end(); candidate += 2) {
             const auto divides = [&](int p) { return candidate % p == 0; };
-            const auto end = std::find_if(list.begin(), list.end(), [&](int p) { return p * p > candidate; });
-            if (std::none_of(list.begin(), end, divides)) list.push_back(candidate);
+            const auto root = std::find_if(list.begin(), end, [&](int p) { return p * p > candidate; });
+            if (std::none_of(list.begin(), root, divides)) *end++ = candidate;
         }
         return list;
     }();
@@ -38,7 +43,7 @@ const std::vector<int>& EnsurePrimeList()
 /// The smallest prime that is n or more; beyond the list n itself, which is too long for a ring as well.
 int PrimeFrom(int n)
 {
-    const std::vector<int>& primes = EnsurePrimeList();
+    const PrimeList& primes = EnsurePrimeList();
     const auto found = std::lower_bound(primes.begin(), primes.end(), n);
     return found == primes.end() ? n : *found;
 }
