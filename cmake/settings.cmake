@@ -17,6 +17,16 @@ if(CMAKE_SYSTEM_PROCESSOR STREQUAL "i686")
     target_compile_options(kal_settings INTERFACE -march=pentium4 -mtune=generic -mfpmath=sse -mstackrealign)
 endif()
 
+if(WIN32 AND CMAKE_SYSTEM_PROCESSOR STREQUAL "x86_64")
+    # GCC keeps vectors of 32 bytes on a stack that 64-bit Windows aligns to 16, and moves them as if it were aligned.
+    target_compile_options(kal_settings INTERFACE -Wa,-muse-unaligned-vector-move)
+endif()
+
+if(KAL_SYMBOLS)
+    # Names without the folder that they were built in, so that the same commit gives the same bytes.
+    target_compile_options(kal_settings INTERFACE -g -ffile-prefix-map=${PROJECT_SOURCE_DIR}=.)
+endif()
+
 if(KAL_SANITIZE)
     target_compile_options(kal_settings INTERFACE
         -fsanitize=${KAL_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer -g)

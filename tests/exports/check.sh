@@ -15,7 +15,7 @@ expect() {
 
 case $library in
 *.dll)
-    headers=$(i686-w64-mingw32-objdump -p "$library")
+    headers=$(objdump -p "$library")
     exports=$(echo "$headers" | sed -n '/Ordinal\/Name Pointer/,/^$/s/^[[:space:]]*\[ *[0-9]*\] *//p')
     imports=$(echo "$headers" | sed -n 's/.*DLL Name: //p' | LC_ALL=C sort)
     expect exports "$exports" "KalInitialize"
