@@ -2,7 +2,7 @@
 # The presets of CMakePresets.json do the work, so `cmake --preset linux-debug` and the like serve as well. Each target
 # installs what it needs and no more: the groups named after `need` stand in tools/packages.txt.
 
-.PHONY: build help setup demo abx play soak test bench sanitize debug fuzz format lint lines clean
+.PHONY: build help setup demo abx play docs dist soak test bench sanitize debug fuzz format lint lines clean
 .NOTPARALLEL:
 
 need = @tools/setup.sh
@@ -43,6 +43,19 @@ play: ## plays a small game through the sound card for SECONDS=12
 	$(need) linux play
 	@$(call make,linux,play)
 	@build/linux/examples/sdl_host $(addprefix /usr/share/sounds/alsa/,Front_Center.wav Noise.wav) $(or $(SECONDS),12)
+
+docs: ## makes the documents as pages in build/docs/html, and follows their links
+	$(need) docs
+	@tests/docs/links_test.py
+	@tools/docs/make.sh
+
+dist: docs ## makes the release in build/dist, reproducibly, and uses each archive as a new user would
+	$(need) linux windows windows64 dist
+	@$(call make,linux-dist)
+	@$(call make,win32-dist)
+	@$(call make,win64-dist)
+	@tools/dist/make.sh
+	@tests/dist/check.sh
 
 soak: ## plays for SECONDS=120, with OVERLOAD=1 too much, and looks for what shows after a while
 	$(need) linux
@@ -94,5 +107,5 @@ lines: ## counts lines of code and the share of tests, which is to be a third at
 	@tools/lint/lines.sh
 
 clean: ## removes everything that was built
-	@[ ! -d build/wine ] || WINEPREFIX=$(CURDIR)/build/wine wineserver -w # or it writes its files anew
+	@for prefix in $(wildcard $(CURDIR)/build/wine*); do WINEPREFIX=$$prefix wineserver -w; done # or it writes its files anew
 	@rm -rf build
