@@ -27,8 +27,9 @@ configure_file(${PROJECT_SOURCE_DIR}/cmake/kalmarble.pc.in kalmarble.pc @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/kalmarble.pc
     DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
 
-install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples DESTINATION ${doc_dir}
-    COMPONENT development FILES_MATCHING PATTERN "*.h" PATTERN "*.c" PATTERN "*.cpp")
+foreach(example kal_blocks.h kal_loader.h kal_voice.h minimal_host.c sdl_host.c circling_host.cpp)
+    install(FILES ${PROJECT_SOURCE_DIR}/examples/${example} DESTINATION ${doc_dir}/examples COMPONENT development)
+endforeach()
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/build/docs/html DESTINATION ${doc_dir} COMPONENT development OPTIONAL)
 install(FILES ${PROJECT_SOURCE_DIR}/LICENSE ${PROJECT_SOURCE_DIR}/NOTICE DESTINATION ${doc_dir} COMPONENT development)
 file(READ ${PROJECT_SOURCE_DIR}/LICENSE license)
