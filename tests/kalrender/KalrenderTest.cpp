@@ -86,6 +86,7 @@ TEST_F(Kalrender, WritesTheSameFileEveryTimeWhateverTheBlock)
         EXPECT_EQ(Content("a." + ending), Content("c." + ending));
     }
     EXPECT_EQ(said, "");
+    EXPECT_THAT(Content("a.wav"), testing::Not(HasSubstr("PEAK"))) << "a chunk with the time of day";
 }
 
 TEST_F(Kalrender, WritesEveryFormat)
