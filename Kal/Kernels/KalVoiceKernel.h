@@ -5,6 +5,10 @@
 
 #include <cstdint>
 
+#ifdef __AVX2__
+#include <immintrin.h>
+#endif
+
 /// [render] The inner loops of a voice, written once for every lane width: resampling, smoothed gains, the one-pole
 /// low-pass. Frames that wrap around a loop or lie at an end are resampled one by one, in Kal/Voice/KalSampler.h.
 namespace kal {
@@ -51,6 +55,16 @@ inline V LoadElements(const std::uint8_t* from)
     __builtin_memcpy(&e, from, sizeof e);
     return __builtin_convertvector(__builtin_convertvector(e, typename LaneTypes<V>::Int) - 128, V);
 }
+
+#ifdef __AVX2__
+// Compilers take eight bytes apart one by one.
+template<>
+inline Float8 LoadElements<Float8>(const std::uint8_t* from)
+{
+    const __m256i e = _mm256_cvtepu8_epi32(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(from)));
+    return __builtin_convertvector(reinterpret_cast<LaneTypes<Float8>::Int>(e) - 128, Float8);
+}
+#endif
 
 template<class V>
 inline V LoadElements(const float* from)
