@@ -161,27 +161,6 @@ TEST(Engine, SoundsTheSameInBlocksOfAnySizeAndOnAnyNumberOfThreads)
     }
 }
 
-// One frame of amplitude 4 is scaled to full scale; what follows returns with the time constant of a second.
-TEST(Engine, LimitsPeaksAtOnceAndReleasesWithinASecond)
-{
-    const auto engine = std::make_shared<Engine>(EngineParam{});
-    std::vector<double> frames(2 * 96000, 0.25);
-    frames[200] = -4.0;
-    frames[201] = 2.0;
-    engine->CreateChannel(0.0, std::make_shared<TestBuffer>(AudioFormat::Float32, 2, 48000.0, frames), {});
-    std::vector<float> out(frames.size());
-    engine->Prerender();
-    engine->Render(out.data(), 96000);
-    EXPECT_EQ(out[198], 0.25f);
-    EXPECT_NEAR(out[200], -1.0f, 1e-6f);
-    EXPECT_NEAR(out[201], 0.5f, 1e-6f);
-    for (const int after : {1, 1000, 48000, 95000}) {
-        const double gain = 1.0 - 0.75 * std::exp(-after / 48000.0);
-        EXPECT_NEAR(out[static_cast<std::size_t>(200 + 2 * after)], 0.25 * gain, 2e-4) << after;
-    }
-    for (const float x : out) ASSERT_LE(std::fabs(x), 1.0f);
-}
-
 // Infinities and NaN of one voice spoil what they touch while they last; two blocks later the rest is heard again and
 // the spoilt voice's tail is clean.
 TEST(Engine, RecoversFromSamplesThatAreNoSound)
@@ -291,32 +270,6 @@ TEST(Engine, AllocatesAndReleasesNothingOnceWarm)
         ASSERT_EQ(after.releases, before.releases) << block;
         if (takesChangesOnly) engine->Render(out.data(), 512);
     }
-}
-
-// A room without reverbs is silent but for the sound itself; what is set during a block waits for the next one.
-TEST(Engine, TakesTheRoomOverAtTheNextBlock)
-{
-    const auto engine = std::make_shared<Engine>(EngineParam{});
-    ChannelParam param;
-    param.gain = 0.0f;
-    param.reverbSendGain = 1.0f;
-    param.isLooped = true;
-    param.loopEnd = 9000;
-    engine->CreateChannel(0.0, NoiseBuffer(AudioFormat::Float32, 1, 9000, 1), param);
-    const ReverbSettings usual = engine->reverbSettings;
-    ReverbSettings silent = usual;
-    for (ReverbSetting& setting : silent) setting.level = 0.0f;
-    const auto peak = [&](const ReverbSettings& before, const ReverbSettings& during) {
-        std::vector<float> out(2 * 4096);
-        engine->reverbSettings = before;
-        engine->Prerender();
-        engine->reverbSettings = during;
-        engine->Render(out.data(), 4096);
-        return std::fabs(*std::max_element(out.end() - 1000, out.end())); // the gains have moved by then
-    };
-    EXPECT_GT(peak(usual, silent), 0.01f);
-    EXPECT_LT(peak(silent, usual), 1e-4f); // what the low band still rings
-    EXPECT_GT(peak(usual, usual), 0.01f);
 }
 
 } // namespace

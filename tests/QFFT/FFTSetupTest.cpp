@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <limits>
+#include <numbers>
 #include <random>
 #include <thread>
 
@@ -102,11 +103,9 @@ TEST_P(SingleFFT, FollowsItsDefinitionInBothDirectionsAtEveryLength)
     ExpectTransforms<float>(16384, false, 4); // more than the stack holds
 }
 
-TEST(DoubleFFT, FollowsItsDefinitionInBothDirectionsAtEveryLength)
+TEST(DoubleFFT, FollowsItsDefinition)
 {
-    for (const unsigned length : Lengths(4096))
-        for (const bool backward : {false, true}) ExpectTransforms<double>(length, backward, 24);
-    ExpectTransforms<double>(8192, false, 4);
+    for (const unsigned length : {1u, 6u, 128u, 8192u}) ExpectTransforms<double>(length, length == 128, 4);
 }
 
 // An even and an odd number of stages, and none.
@@ -139,32 +138,22 @@ TEST_P(SingleFFT, GivesTheSameInPlaceAndAtAnyAlignment)
     }
 }
 
+// A wave along all dimensions at once is one bin of its own.
 TEST(FFTSetup, TransformsRowsAlongEveryDimension)
 {
-    for (const std::vector<unsigned>& size : {std::vector<unsigned>{4, 6}, {3, 1, 8}, {2, 9, 16}}) {
-        const unsigned points = size[0] * size[1] * (size.size() > 2 ? size[2] : 1);
-        for (const bool backward : {false, true}) {
-            const Split<double> in = Noise<double>(points, 1);
-            std::vector<std::complex<double>> expected = Wide(in);
-            for (unsigned stride = points, dimension = 0; dimension < size.size(); ++dimension) {
-                stride /= size[dimension];
-                const std::vector<std::complex<double>> before = expected;
-                for (unsigned i = 0; i < points; ++i) {
-                    const unsigned k = i / stride % size[dimension], start = i - k * stride;
-                    std::vector<std::complex<double>> row;
-                    for (unsigned j = 0; j < size[dimension]; ++j) row.push_back(before[start + j * stride]);
-                    expected[i] = kal::test::Bin(row, k, backward);
-                }
-            }
-            const auto actual = Wide(Transformed(*Planned<double>(size, backward), in));
-            Split<float> single{{in.real.begin(), in.real.end()}, {in.imag.begin(), in.imag.end()}};
-            Planned<float>(size, backward)
-                ->Transform({single.real.data(), single.imag.data(), single.real.data(), single.imag.data()});
-            for (unsigned i = 0; i < points; ++i) {
-                ASSERT_LE(std::abs(actual[i] - expected[i]), 1e-13);
-                ASSERT_LE(std::abs(Wide(single)[i] - expected[i]), 1e-4);
-            }
+    constexpr unsigned kSize[] = {2, 9, 16}, kBin[] = {1, 4, 13}, kPoints = 2 * 9 * 16;
+    for (const bool backward : {false, true}) {
+        Split<double> wave{std::vector<double>(kPoints), std::vector<double>(kPoints)};
+        for (unsigned i = 0; i < kPoints; ++i) {
+            const double turns = i / 144 * kBin[0] / 2.0 + i / 16 % 9 * kBin[1] / 9.0 + i % 16 * kBin[2] / 16.0;
+            const auto value = std::polar(1.0, (backward ? -1 : 1) * turns * 2.0 * std::numbers::pi);
+            wave.real[i] = value.real();
+            wave.imag[i] = value.imag();
         }
+        const auto bins = Wide(Transformed(*Planned<double>({kSize[0], kSize[1], kSize[2]}, backward), wave));
+        for (unsigned i = 0; i < kPoints; ++i)
+            ASSERT_NEAR(std::abs(bins[i] - (i == 144 * kBin[0] + 16 * kBin[1] + kBin[2] ? kPoints : 0.0)), 0.0, 1e-11)
+                << i;
     }
 }
 

@@ -124,20 +124,6 @@ TEST_P(Convolvers, YieldHalfTheConvolutionOneBlockLate)
     }
 }
 
-TEST_P(Convolvers, AllRowsAgreeToTheLastBit)
-{
-    for (const int n : {1, 2, 8, 16, 64, 128}) {
-        const Signal left = Noise(n, 1), right = Noise(n, 2), input = Noise(3 * n, 3);
-        DualMiniConvolver convolver(left.data(), right.data(), n), plain = convolver;
-        const Stereo output = Through(convolver, input);
-        qfft::cpu::SelectInstructionSet(qfft::cpu::InstructionSet::Generic);
-        const Stereo expected = Through(plain, input);
-        qfft::cpu::SelectInstructionSet(GetParam());
-        EXPECT_EQ(output.left, expected.left) << n;
-        EXPECT_EQ(output.right, expected.right) << n;
-    }
-}
-
 TEST_P(Convolvers, OutputIsPendingForOneBlockOfTail)
 {
     constexpr int n = 16;
