@@ -14,8 +14,15 @@ namespace kal {
 
 namespace {
 
-// A worker joins for every full eight voices: below that, waking it costs more than it saves.
-constexpr std::size_t kVoicesPerWorker = 8;
+// A worker may join for every full eight voices.
+constexpr unsigned kVoicesPerWorker = 8;
+
+// Waking a worker takes as long as rendering some voices: it is done for every so many, and directions.
+constexpr std::size_t kWorkWorthWaking = 96;
+
+// What a worker claims at a time: about 5 us of work.
+constexpr unsigned kVoicesPerClaim = 4;
+constexpr unsigned kDirectionsPerClaim = 4;
 
 // What rendering the room takes, in directions.
 constexpr unsigned kRoomParts = 12;
@@ -44,7 +51,8 @@ Engine::Engine(const EngineParam& engineParam)
       sendNetwork(engineParam.samplingRate),
       equalizer(engineParam.samplingRate),
       lowBand(engineParam.samplingRate),
-      threadLocalBuffers(engineParam.numThreads),
+      threadLocalBuffers(std::max(1u, engineParam.numThreads)),
+      workShares(std::max(1u, engineParam.numThreads)),
       param(engineParam)
 {
     if (param.hrtfData) {
@@ -87,7 +95,6 @@ std::shared_ptr<Channel> Engine::CreateChannel(double delay, std::shared_ptr<con
 void Engine::Prerender()
 {
     std::lock_guard lock(mutex);
-    threadPool->BeginBlock(NumVoiceWorkers()); // those that the last block took, as a guess: it only saves time
     {
         std::lock_guard listLock(channelListMutex);
         renderChannels.clear();
@@ -104,16 +111,16 @@ void Engine::Render(float* out, int numFrames)
     const ScopedFlushToZero flushToZero;
     const auto n = static_cast<unsigned>(numFrames);
     try {
-        for (ThreadLocalBuffer& buffer : threadLocalBuffers) buffer.Clear(n);
+        for (ThreadLocalBuffer& buffer : threadLocalBuffers) buffer.Reserve(n);
         if (spatializer) spatializer->BeginRender(n);
     } catch (...) {
-        threadPool->EndBlock();
         // No memory for such a block: what it took is given back, and the voices wait for one that fits.
         for (ThreadLocalBuffer& buffer : threadLocalBuffers) buffer = ThreadLocalBuffer();
         if (spatializer) spatializer->ForgetLongBlock();
         FinishBlock(0);
         throw;
     }
+    threadPool->BeginBlock(NumHelpfulWorkers());
     RenderChannels(n);
     ThreadLocalBuffer& sum = threadLocalBuffers[0];
     SumBuses(&ThreadLocalBuffer::reverbSend);
@@ -135,18 +142,34 @@ void Engine::Render(float* out, int numFrames)
     FinishBlock(numFrames);
 }
 
-unsigned Engine::NumVoiceWorkers() const
+// How many workers it pays to wake: those that find enough to do, in voices and in the directions of the block before.
+unsigned Engine::NumHelpfulWorkers() const
 {
-    return std::max(
-        1u, static_cast<unsigned>(std::min<std::size_t>(renderChannels.size() / kVoicesPerWorker, param.numThreads)));
+    const std::size_t work = renderChannels.size() + (spatializer ? spatializer->NumActiveSides() : 0);
+    return 1 + static_cast<unsigned>(std::min<std::size_t>(work / kWorkWorthWaking, Engine::kMaxThreads));
+}
+
+// A worker's buses take part in a block from the first time that it finds something to do.
+Engine::ThreadLocalBuffer& Engine::BufferOf(unsigned worker, unsigned numFrames)
+{
+    ThreadLocalBuffer& buffer = threadLocalBuffers[worker];
+    if (!buffer.isUsed) buffer.Clear(numFrames);
+    return buffer;
 }
 
 void Engine::RenderChannels(unsigned numFrames)
 {
-    const unsigned numWorkers = NumVoiceWorkers();
-    threadPool->Run(numWorkers, [&](unsigned w) {
-        for (std::size_t i = w; i < renderChannels.size(); i += numWorkers)
-            renderChannels[i]->RenderBlock(*this, static_cast<int>(numFrames), threadLocalBuffers[w]);
+    const auto numVoices = static_cast<unsigned>(renderChannels.size());
+    const unsigned numWorkers = std::clamp(numVoices / kVoicesPerWorker, 1u, std::max(1u, param.numThreads));
+    for (ThreadLocalBuffer& buffer : threadLocalBuffers) buffer.isUsed = false;
+    workShares.Deal(numVoices, numWorkers);
+    threadPool->Run(numWorkers, [&](unsigned w) noexcept {
+        if (w == 0) BufferOf(0, numFrames);
+        workShares.Take(w, kVoicesPerClaim, [&](unsigned first, unsigned end) noexcept {
+            ThreadLocalBuffer& buffer = BufferOf(w, numFrames);
+            for (unsigned i = first; i < end; ++i)
+                renderChannels[i]->RenderBlock(*this, static_cast<int>(numFrames), buffer);
+        });
     });
 }
 
@@ -157,44 +180,51 @@ void Engine::RenderRoom(unsigned numFrames)
     lowBand.Render(numFrames, sum.lowSend.data(), sum.mix.data());
 }
 
-// Every worker convolves its share of the directions in use. The room, which they do not touch, is part of the first
-// worker's: the second one is on its way meanwhile.
+// The first worker renders the room, which the directions do not touch, before it takes part in them: the others are on
+// their way meanwhile.
 void Engine::FinishSpatializer(unsigned numFrames)
 {
     const unsigned numParts = spatializer->PrepareEndRender();
     const unsigned numWorkers = std::max(1u, std::min(param.numThreads, numParts));
-    const unsigned room = sendNetwork.IsAsleep() ? 0 : kRoomParts;
-    const unsigned share = (numParts + room + numWorkers - 1) / numWorkers;
-    const auto firstPart = [&](unsigned w) {
-        return w == 0 ? 0 : std::min(numParts, std::max(w * share, room) - room);
-    };
-    threadPool->Run(numWorkers, [&](unsigned w) {
+    workShares.Deal(numParts, numWorkers, sendNetwork.IsAsleep() ? 0 : kRoomParts);
+    threadPool->Run(numWorkers, [&](unsigned w) noexcept {
         if (w == 0) RenderRoom(numFrames);
-        const unsigned first = firstPart(w), count = firstPart(w + 1) - first;
-        if (count > 0) spatializer->EndRender(threadLocalBuffers[w].spatialOut.data(), first, count, w);
+        bool hasPart = w == 0;
+        workShares.Take(w, kDirectionsPerClaim, [&](unsigned first, unsigned end) noexcept {
+            spatializer->Convolve(first, end - first, w);
+            hasPart = true;
+        });
+        if (hasPart) spatializer->AddConvolved(BufferOf(w, numFrames).spatialOut.data(), w, w == 0);
     });
 }
 
-// Adds the other workers' bus to the first one's, up to four at a time.
+// Adds the other workers' bus, as far as they had anything to do, to the first one's, up to four at a time.
 void Engine::SumBuses(AlignedVector ThreadLocalBuffer::*bus)
 {
-    const auto source = [&](std::size_t i) { return (threadLocalBuffers[i].*bus).data(); };
-    float* const sum = source(0);
-    const auto n = static_cast<unsigned>((threadLocalBuffers[0].*bus).size());
-    std::size_t i = 1;
-    for (; i + 4 <= threadLocalBuffers.size(); i += 4)
-        Accumulate(n, sum, source(i), source(i + 1), source(i + 2), source(i + 3));
-    switch (threadLocalBuffers.size() - i) {
-    case 3:
-        Accumulate(n, sum, source(i), source(i + 1), source(i + 2));
-        break;
-    case 2:
-        Accumulate(n, sum, source(i), source(i + 1));
-        break;
-    case 1:
-        Accumulate(n, sum, source(i));
-        break;
+    const float* sources[4];
+    int numSources = 0;
+    AlignedVector& sum = threadLocalBuffers[0].*bus;
+    const auto n = static_cast<unsigned>(sum.size());
+    const auto add = [&] {
+        switch (numSources) {
+        case 4:
+            return Accumulate(n, sum.data(), sources[0], sources[1], sources[2], sources[3]);
+        case 3:
+            return Accumulate(n, sum.data(), sources[0], sources[1], sources[2]);
+        case 2:
+            return Accumulate(n, sum.data(), sources[0], sources[1]);
+        case 1:
+            return Accumulate(n, sum.data(), sources[0]);
+        }
+    };
+    for (std::size_t w = 1; w < threadLocalBuffers.size(); ++w) {
+        if (!threadLocalBuffers[w].isUsed) continue;
+        sources[numSources++] = (threadLocalBuffers[w].*bus).data();
+        if (numSources < 4) continue;
+        add();
+        numSources = 0;
     }
+    add();
 }
 
 // Voices that play on join the next block behind those created meanwhile.

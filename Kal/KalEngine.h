@@ -3,6 +3,7 @@
 #include "Kal/Base/KalLock.h"
 #include "Kal/Base/KalThreadPool.h"
 #include "Kal/Base/KalTypes.h"
+#include "Kal/Base/KalWorkShares.h"
 #include "Kal/Master/KalCompressor.h"
 #include "Kal/Master/KalEqualizer.h"
 #include "Kal/Master/KalLowBand.h"
@@ -78,7 +79,8 @@ public:
     static constexpr unsigned kMaxThreads = 256;
 
 private:
-    unsigned NumVoiceWorkers() const;
+    unsigned NumHelpfulWorkers() const;
+    ThreadLocalBuffer& BufferOf(unsigned worker, unsigned numFrames);
     void RenderChannels(unsigned numFrames);
     void RenderRoom(unsigned numFrames);
     void FinishSpatializer(unsigned numFrames);
@@ -95,6 +97,7 @@ private:
     std::vector<std::shared_ptr<Channel>> channels;         ///< of the next block; guarded by channelListMutex
     std::vector<std::shared_ptr<Channel>> renderChannels;   ///< of this block; resized under channelListMutex
     std::vector<ThreadLocalBuffer> threadLocalBuffers;
+    WorkShares workShares; ///< of voices, then of directions
     EngineParam param;
     ReverbSettings renderReverbSettings = kDefaultReverbSettings; ///< of this block
 };

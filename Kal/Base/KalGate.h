@@ -2,7 +2,6 @@
 
 #include "Kal/Base/KalLock.h"
 
-#include <atomic>
 #include <mutex>
 
 namespace kal {
@@ -18,7 +17,7 @@ public:
     void Lock()
     {
         std::unique_lock lock(mutex);
-        opened.wait(lock, [this] { return open.load(); });
+        opened.wait(lock, [this] { return open; });
         open = false;
     }
 
@@ -36,36 +35,13 @@ public:
     void Pass()
     {
         std::unique_lock lock(mutex);
-        opened.wait(lock, [this] { return open.load(); });
+        opened.wait(lock, [this] { return open; });
     }
-
-    /// [any] As Lock, unless Wake comes first: then it returns false.
-    bool LockUnlessWoken()
-    {
-        std::unique_lock lock(mutex);
-        opened.wait(lock, [this] { return open || woken; });
-        woken = false;
-        return open.exchange(false);
-    }
-
-    /// [any] Ends a LockUnlessWoken, now or the next.
-    void Wake()
-    {
-        {
-            std::lock_guard lock(mutex);
-            woken = true;
-        }
-        opened.notify_one();
-    }
-
-    /// [any] For a thread that spins for a while before it goes to sleep.
-    bool IsOpen() const { return open; }
 
 private:
     Mutex mutex;
     Condition opened;
-    std::atomic<bool> open; ///< written with the mutex held
-    bool woken = false;
+    bool open; ///< guarded by the mutex
 };
 
 } // namespace kal

@@ -138,6 +138,7 @@ void ConvolverBank::Accumulator::Add(Input& input, const Responses& responses, b
     for (unsigned i = 0; i < bank.NumBlocks(); ++i) {
         float* from = input.samples.data() + std::size_t{i} * bank.blockLength;
         if (!input.FinishBlock(from)) continue;
+        isEmpty = false;
         fft.ForwardTransform(spectrum.real.Data(), spectrum.imag.Data(), from);
         StereoSpectrum& sum = spectra[i];
         const int ears[] = {swapEars ? 1 : 0, swapEars ? 0 : 1};
@@ -152,6 +153,8 @@ void ConvolverBank::Accumulator::Add(Input& input, const Responses& responses, b
 
 void ConvolverBank::Accumulator::Render(float* out)
 {
+    if (isEmpty) return;
+    isEmpty = true;
     const int length = bank.blockLength;
     const auto scale = static_cast<float>(1.0 / length);
     int frame = length - bank.position; // where the first of the bank's blocks is heard

@@ -132,6 +132,7 @@ private:
     RealFFT fft;
     Spectrum spectrum;                   ///< of an input
     std::vector<StereoSpectrum> spectra; ///< the sums, one for each of the bank's blocks
+    bool isEmpty = true;
     AlignedArray window, output;
     AlignedArray previousTail; ///< stereo output of the last of the bank's blocks that ended before
     AlignedArray currentTail;  ///< and of the last that ends in this one

@@ -81,23 +81,32 @@ unsigned Spatializer::NumActiveSides() const
     return sides;
 }
 
-void Spatializer::EndRender(float* out, unsigned index, unsigned count, unsigned worker)
+void Spatializer::Convolve(unsigned index, unsigned count, unsigned worker)
 {
     KAL_ASSERT(kSource, index < enabledAngles.size());
     const std::size_t end = std::min<std::size_t>(std::size_t{index} + count, enabledAngles.size());
-    for (auto& [length, bank] : banks) {
-        if (index == 0) bank.AddPreviousTails(out);
-        ConvolverBank::Accumulator& accumulator = bank.AccumulatorOf(worker);
-        for (std::size_t i = index; i < end; ++i) {
-            Angle& angle = *enabledAngles[i];
-            if (&angle.bank != &bank) continue;
-            for (const Angle::Side side : {Angle::Direct, Angle::Mirrored}) {
-                Angle::SideInput& input = angle.inputs[side];
-                if (input.active) accumulator.Add(input.signal, angle.responses, side == Angle::Mirrored);
-            }
+    for (std::size_t i = index; i < end; ++i) {
+        Angle& angle = *enabledAngles[i];
+        for (const Angle::Side side : {Angle::Direct, Angle::Mirrored}) {
+            Angle::SideInput& input = angle.inputs[side];
+            if (input.active)
+                angle.bank.AccumulatorOf(worker).Add(input.signal, angle.responses, side == Angle::Mirrored);
         }
-        accumulator.Render(out);
     }
+}
+
+void Spatializer::AddConvolved(float* out, unsigned worker, bool addsTails)
+{
+    for (auto& [length, bank] : banks) {
+        if (addsTails) bank.AddPreviousTails(out);
+        bank.AccumulatorOf(worker).Render(out);
+    }
+}
+
+void Spatializer::EndRender(float* out, unsigned index, unsigned count, unsigned worker)
+{
+    Convolve(index, count, worker);
+    AddConvolved(out, worker, index == 0);
 }
 
 } // namespace kal

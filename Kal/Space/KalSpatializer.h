@@ -17,10 +17,10 @@ namespace kal {
 /// Measurements cover the right half of the sphere, azimuth 0 ... 180 degrees. Each direction also serves its mirror
 /// image on the left, with the ears swapped, through an input of its own.
 ///
-/// A block is BeginRender, any number of Source::Mix, PrepareEndRender, and EndRender until every index below the
-/// number that it returned was rendered; one that was begun is to be finished so. Mix of different sources may run at
-/// once, and so may EndRender of different directions on different workers; the rest is for one thread, with no other
-/// call at the same time.
+/// A block is BeginRender, any number of Source::Mix, PrepareEndRender, and EndRender, or its halves, until every index
+/// below the number that it returned was rendered; one that was begun is to be finished so. Mix of different sources
+/// may run at once, and so may EndRender of different directions on different workers; the rest is for one thread, with
+/// no other call at the same time.
 class Spatializer : public std::enable_shared_from_this<Spatializer> {
 public:
     class Source;
@@ -55,6 +55,11 @@ public:
     /// stereo; with direction 0 comes what the blocks before left. Directions of one call share most of their cost.
     /// @param worker below the number of workers
     void EndRender(float* out, unsigned index, unsigned count = 1, unsigned worker = 0);
+
+    /// [render] The two halves of EndRender, for a worker that takes directions a few at a time: any number of
+    /// Convolve, then AddConvolved once. One worker of a block adds the tails of the blocks before.
+    void Convolve(unsigned index, unsigned count, unsigned worker);
+    void AddConvolved(float* out, unsigned worker, bool addsTails);
 
 private:
     struct Angle;

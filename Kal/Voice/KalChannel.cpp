@@ -158,7 +158,7 @@ void Channel::Prerender()
 
 // A change that lies beyond this block is applied right after its last span and, carried over, once more when it is
 // due: a change never waits longer than to the end of the block in which it is first seen.
-void Channel::RenderBlock(ChannelHost& owner, int numFrames, ThreadLocalBuffer& buses)
+void Channel::RenderBlock(ChannelHost& owner, int numFrames, ThreadLocalBuffer& buses) noexcept
 {
     auto next = renderUpdates->begin();
     int pos = 0;

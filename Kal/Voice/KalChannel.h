@@ -80,7 +80,7 @@ public:
     void Prerender();
 
     /// [render] Renders the voice's part of a block, applying scheduled changes at their samples.
-    void RenderBlock(ChannelHost& owner, int numFrames, ThreadLocalBuffer& buffer);
+    void RenderBlock(ChannelHost& owner, int numFrames, ThreadLocalBuffer& buffer) noexcept;
 
     /// [render] Carries changes that are not due yet into the next block. Under the engine's channelListMutex.
     void Postrender(std::int32_t numFrames);

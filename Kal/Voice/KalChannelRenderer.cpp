@@ -120,8 +120,8 @@ float StableCoef(float coef)
     return coef > 0.0f ? coef : 0.0f;
 }
 
-// The one-pole low-pass y[n] = y[n-1] + coef (x[n] - y[n-1]) over a chunk. A state that is not finite would stay so for
-// good: callers drop it when a span begins.
+// The one-pole low-pass y[n] = y[n-1] + coef (x[n] - y[n-1]) over a chunk. A state that is not usable would spoil
+// what follows, maybe for good: callers drop it when a span begins.
 void Filter(float* frames, int n, float lowpassCoef, float& state)
 {
     const float coef = StableCoef(lowpassCoef);
@@ -139,7 +139,7 @@ public:
     {
     }
 
-    bool Render(ChannelHost*, int offset, int count, ThreadLocalBuffer& buffer) override
+    bool Render(ChannelHost*, int offset, int count, ThreadLocalBuffer& buffer) noexcept override
     {
         const ChannelParam& p = this->param;
         const double x = p.sourcePosition.x, y = p.sourcePosition.y, z = p.sourcePosition.z;
@@ -155,7 +155,7 @@ public:
         // Like a filter's state, one that is not finite would stay so for good.
         if (!std::isfinite(directGain)) directGain = directTarget;
         if (!std::isfinite(sendGain)) sendGain = sendTarget;
-        filterState = FiniteOrZero(filterState);
+        filterState = UsableOrZero(filterState);
 
         const kernels::Table& table = kernels::ActiveTable();
         const auto span = this->RenderChunks(offset, count, [&](int i, int n, auto& chunk) {
@@ -181,12 +181,12 @@ class NonSpatializedMonoRenderer final : public BaseRenderer<Sampler> {
 public:
     using BaseRenderer<Sampler>::BaseRenderer;
 
-    bool Render(ChannelHost*, int offset, int count, ThreadLocalBuffer& buffer) override
+    bool Render(ChannelHost*, int offset, int count, ThreadLocalBuffer& buffer) noexcept override
     {
         const ChannelParam& p = this->param;
         const float gain = FiniteOrZero(p.gain);
         float send = FiniteOrZero(p.reverbSendGain);
-        filterState = FiniteOrZero(filterState);
+        filterState = UsableOrZero(filterState);
         const auto span = this->RenderChunks(offset, count, [&](int i, int n, auto& chunk) {
             float* const s = chunk[0];
             kernels::ActiveTable().addSmoothed(&buffer.reverbSend[i], s, n, &send, send);
@@ -211,13 +211,13 @@ class NonSpatializedMultiChannelRenderer final : public BaseRenderer<Sampler> {
 public:
     using BaseRenderer<Sampler>::BaseRenderer;
 
-    bool Render(ChannelHost*, int offset, int count, ThreadLocalBuffer& buffer) override
+    bool Render(ChannelHost*, int offset, int count, ThreadLocalBuffer& buffer) noexcept override
     {
         const ChannelParam& p = this->param;
         const float gain = FiniteOrZero(p.gain), coef = FiniteOrZero(p.lowpassCoef);
         const float send = 0.5f * FiniteOrZero(p.reverbSendGain);
-        filterStateLeft = FiniteOrZero(filterStateLeft);
-        filterStateRight = FiniteOrZero(filterStateRight);
+        filterStateLeft = UsableOrZero(filterStateLeft);
+        filterStateRight = UsableOrZero(filterStateRight);
         const auto span = this->RenderChunks(offset, count, [&](int i, int n, auto& chunk) {
             float* mix = &buffer.mix[2 * std::size_t(i)];
             float* reverbSend = &buffer.reverbSend[i];

@@ -18,7 +18,7 @@ public:
     /// @param count 1 or more
     /// @returns whether the voice goes on; a voice that ends inside the span leaves its remaining frames untouched, and
     /// one that ends with it says so at the next call
-    virtual bool Render(ChannelHost* engine, int offset, int count, ThreadLocalBuffer& buffer) = 0;
+    virtual bool Render(ChannelHost* engine, int offset, int count, ThreadLocalBuffer& buffer) noexcept = 0;
 };
 
 } // namespace kal

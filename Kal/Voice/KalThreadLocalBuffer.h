@@ -12,11 +12,21 @@ struct ThreadLocalBuffer {
     AlignedVector reverbSend; ///< n, mono send into the reverb network
     AlignedVector lowSend;    ///< n, mono send into the low-band enhancer
 
-    /// [render] Sizes every bus for n frames and clears it. Allocates only for a block longer than any before.
-    void Clear(unsigned n)
+    bool isUsed = false; ///< the worker takes part in the block
+
+    /// [render] Makes room for blocks of up to n frames. Allocates only for a block longer than any before.
+    void Reserve(unsigned n)
+    {
+        for (AlignedVector* stereo : {&mix, &spatialOut}) stereo->reserve(2 * std::size_t{n});
+        for (AlignedVector* mono : {&scratch, &reverbSend, &lowSend}) mono->reserve(n);
+    }
+
+    /// [render] Sizes every bus for n frames, for which there is room, and clears it.
+    void Clear(unsigned n) noexcept
     {
         for (AlignedVector* stereo : {&mix, &spatialOut}) stereo->assign(2 * std::size_t{n}, 0.0f);
         for (AlignedVector* mono : {&scratch, &reverbSend, &lowSend}) mono->assign(n, 0.0f);
+        isUsed = true;
     }
 };
 
