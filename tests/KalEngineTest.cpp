@@ -198,6 +198,42 @@ TEST(Engine, RecoversFromSamplesThatAreNoSound)
         }
 }
 
+// What a single sample far beyond all sound leaves in a long room would drown everything else for a minute and a half.
+TEST(Engine, LetsNoSingleSampleSilenceTheRoom)
+{
+    const auto loudness = [](float bad, bool isSpatialized, float coef) {
+        const auto engine = MakeEngine();
+        for (ReverbSetting& setting : engine->reverbSettings) setting.rt60 = 15.0f;
+        std::vector<double> sound(9000, 0.0);
+        sound[700] = bad;
+        ChannelParam param;
+        param.isSpatialized = isSpatialized;
+        param.reverbSendGain = 1.0f;
+        param.lowpassCoef = coef;
+        param.referenceDistanceSq = 1.0f;
+        engine->CreateChannel(0.0, std::make_shared<TestBuffer>(AudioFormat::Float32, 1, 48000.0, sound), param);
+        param.gain = param.reverbSendGain = 0.05f;
+        param.isLooped = true;
+        param.loopEnd = 4000;
+        engine->CreateChannel(0.0, NoiseBuffer(AudioFormat::Float32, 1, 4000, 3), param);
+        double energy = 0.0;
+        std::vector<float> out(2 * 4800);
+        for (int block = 0; block < 50; ++block) {
+            engine->Prerender();
+            engine->Render(out.data(), 4800);
+            energy = 0.0;
+            for (const float x : out) energy += x * x;
+        }
+        return std::sqrt(energy / static_cast<double>(out.size()));
+    };
+    for (const bool isSpatialized : {false, true})
+        for (const float coef : {1.0f, 0.001f}) { // of 1e-3 the filter itself takes a second and a half to forget
+            const double usual = loudness(0.0f, isSpatialized, coef);
+            for (const float bad : {9e19f, -3e7f}) // 5 s, of which the limiter takes most
+                EXPECT_NEAR(loudness(bad, isSpatialized, coef), usual, 0.02 * usual) << bad << isSpatialized << coef;
+        }
+}
+
 // One voice whose filter would grow without bound, beside one that plays a constant.
 TEST(Engine, LetsNoCoefficientDrownTheOthers)
 {

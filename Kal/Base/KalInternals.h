@@ -34,8 +34,9 @@ inline int SaturatedFloor(float x)
     return static_cast<int>(std::floor(std::max(std::min(1e9f, x), -1e9f)));
 }
 
-/// Beyond this a sample is not usable: no chain of gains in the library takes what is below it to infinity.
-inline constexpr float kLargestUsable = 1e20f;
+/// Beyond this, 120 dB over full scale, a sample is not usable: a long room would take a minute or more to let anything
+/// else be heard.
+inline constexpr float kLargestUsable = 1e6f;
 
 /// [any] Whether filters may be fed with x: not NaN, infinite or absurdly large.
 inline bool IsUsable(float x)

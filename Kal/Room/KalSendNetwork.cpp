@@ -45,17 +45,6 @@ void Set(ExactDelayLine& line, float samplingRate, const ReverbSetting& setting)
     line.SetDelay(std::min(samplingRate * AtLeastZero(setting.preDelay), std::floor(samplingRate) - 1.0f));
 }
 
-/// Clears a state that is not finite, which nothing else would ever end.
-void ClearNonFinite(float& state)
-{
-    if (!std::isfinite(state)) state = 0.0f;
-}
-
-void ClearNonFinite(Reverb& reverb)
-{
-    if (!reverb.IsFinite()) reverb.Mute();
-}
-
 /// All diffusers in a row, in place. Those between 1 and 5 frames long wait for their own last results; frame by frame
 /// they wait at the same time.
 void Diffuse(std::array<AllpassFilter1, 8>& diffusers, unsigned numFrames, float* block)
@@ -124,7 +113,7 @@ void SendNetwork::Render(unsigned numFrames, const ReverbSettings& settings, con
                          float* mix)
 {
     Configure(settings);
-    ClearNonFiniteStates();
+    ClearUnusableStates();
     const Levels levels{UsableOrZero(settings[0].level), UsableOrZero(settings[1].level),
                         UsableOrZero(settings[2].level)};
     for (unsigned done = 0; done < numFrames; done += kSpan)
@@ -141,11 +130,12 @@ void SendNetwork::Configure(const ReverbSettings& settings)
     Set(delayShort, samplingRate, settings[0]);
 }
 
-void SendNetwork::ClearNonFiniteStates()
+void SendNetwork::ClearUnusableStates()
 {
-    for (float* state : {&fastLong, &fastMid, &slowLong, &slowMid, &gainLong, &gainMid, &gainShort})
-        ClearNonFinite(*state);
-    for (Reverb* reverb : {&reverbLong, &reverbMid, &reverbShort}) ClearNonFinite(*reverb);
+    for (float* state : {&fastLong, &fastMid, &slowLong, &slowMid}) *state = UsableOrZero(*state);
+    for (float* gain : {&gainLong, &gainMid, &gainShort}) *gain = FiniteOrZero(*gain);
+    for (Reverb* reverb : {&reverbLong, &reverbMid, &reverbShort})
+        if (!reverb->IsFinite()) reverb->Mute();
 }
 
 // Once nothing has come in or gone around for longer than anything is kept, nothing can come out.

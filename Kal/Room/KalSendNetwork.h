@@ -37,7 +37,7 @@ private:
     struct Levels;
 
     void Configure(const ReverbSettings& settings);
-    void ClearNonFiniteStates();
+    void ClearUnusableStates();
     void RenderSpan(unsigned numFrames, const Levels& levels, const float* reverbSend, float* lowSend, float* mix);
 
     float samplingRate;
