@@ -6,7 +6,7 @@
 .NOTPARALLEL:
 
 need = @tools/setup.sh
-tools = demo kalrender kalhrtf play# the groups of packages of all tools, which the tests run and the linters read
+tools = demo kalrender kalhrtf play python# the groups of packages of all tools, which the tests run and the linters read
 
 # $(call make,PRESET) configures and builds all of a preset, $(call make,PRESET,PART) what PRESET-PART names of it.
 make = cmake --preset $(1) >/dev/null && cmake --build --preset $(1)$(addprefix -,$(2))
@@ -100,7 +100,7 @@ lint: ## checks the format of all, scripts, includes, thread tags and, by clang-
 	@tools/lint/includes.py $(sources)
 	@tools/lint/tags.py $(shell git ls-files 'Kal/*.h' 'libkalmarble/*.h')
 	@cmake --preset linux-clang >/dev/null
-	@run-clang-tidy-14 -quiet -p build/linux-clang '^$(CURDIR)/(Kal|libkalmarble|examples|tools)/.*\.c' >build/tidy.log 2>&1 || { cat build/tidy.log; exit 1; }
+	@run-clang-tidy-14 -quiet -p build/linux-clang '^$(CURDIR)/(Kal|libkalmarble|examples|tools|python)/.*\.c' >build/tidy.log 2>&1 || { cat build/tidy.log; exit 1; }
 
 lines: ## counts lines of code and the share of tests, which is to be a third at most
 	$(need) lines

@@ -1,10 +1,7 @@
 #include "AudioFile.h"
 
-#include "tools/scene/SampleBuffer.h"
-
 #include <algorithm>
 #include <cmath>
-#include <limits>
 #include <stdexcept>
 
 namespace kalrender {
@@ -21,19 +18,6 @@ int FormatCode(const AudioFormat& format)
 }
 
 } // namespace
-
-std::shared_ptr<const kal::Buffer> LoadSound(const std::string& path)
-{
-    SndfileHandle file(path);
-    if (file.error() != SF_ERR_NO_ERROR) throw std::runtime_error(file.strError());
-    const int channels = file.channels();
-    if (channels < 1 || channels > 2)
-        throw std::runtime_error("it has " + std::to_string(channels) + " channels, neither one nor two");
-    if (file.frames() > std::numeric_limits<std::int32_t>::max() / channels) throw std::runtime_error("it is too long");
-    std::vector<float> samples(static_cast<std::size_t>(file.frames() * channels));
-    if (file.readf(samples.data(), file.frames()) != file.frames()) throw std::runtime_error("the file is cut");
-    return std::make_shared<kalscene::SampleBuffer>(std::move(samples), channels, file.samplerate());
-}
 
 AudioFile::AudioFile(const std::string& path, const AudioFormat& format)
     : name(path),

@@ -1,17 +1,12 @@
 #pragma once
 
-#include "Kal/Base/KalTypes.h"
 #include "OutputFile.h"
 
-#include <memory>
 #include <sndfile.hh>
 #include <string>
 #include <vector>
 
 namespace kalrender {
-
-/// Reads a sound file of any format that libsndfile knows. Throws std::runtime_error with what is wrong.
-std::shared_ptr<const kal::Buffer> LoadSound(const std::string& path);
 
 struct AudioFormat {
     std::string container; ///< "wav", "flac" or "ogg"

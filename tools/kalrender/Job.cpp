@@ -5,6 +5,7 @@
 #include "Meter.h"
 #include "Player.h"
 #include "Plot.h"
+#include "SoundFile.h"
 #include "Terminal.h"
 #include "tools/scene/Renderer.h"
 #include "tools/scene/SceneReader.h"
