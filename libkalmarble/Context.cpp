@@ -129,8 +129,6 @@ void Context::PlayRelative(const Buffer& buffer, const kal::Vector3& origin, con
 void Context::PlayPositional(const Buffer& buffer, const kal::Vector3& origin, const PlayParam& playParam,
                              bool isRelative)
 {
-    // Sounds that have ended are only found by an update; a host that plays much between two listener moves needs one.
-    if (std::int64_t(channels.size()) + 1 > 4 * std::int64_t{param.maxPolyphonics}) Update();
     auto samples = buffer.Samples();
     Channel channel(surroundings, samples->GetNumChannels() == 1, playParam, origin, isRelative);
     Changes changes = LimitPolyphonics(); // the new one is not yet among those that may have to give way
@@ -162,17 +160,6 @@ void Context::Respatialize(const kal::Vector3& eye, const kal::Vector3& front, c
         engine->reverbSettings = room;
     }
     ForgetStopped(changes);
-    ForgetEnded();
-}
-
-void Context::Update()
-{
-    Changes changes{};
-    PrepareUpdates(surroundings, changes);
-    {
-        std::lock_guard lock(engineMutex);
-        Commit(StartOffset(), changes);
-    }
     ForgetEnded();
 }
 

@@ -46,13 +46,10 @@ public:
     /// [control] Plays a buffer at a position relative to the listener. Throws what Engine::CreateChannel throws.
     void PlayRelative(const Buffer& buffer, const kal::Vector3& origin, const PlayParam& param);
 
-    /// [control] Stops the oldest sounds beyond the limit, moves the listener, sets the room, and brings every tracked
-    /// sound up to date.
+    /// [control] Stops the oldest sounds beyond the limit, moves the listener, sets the room, brings every tracked
+    /// sound up to date and drops those that have ended.
     void Respatialize(const kal::Vector3& eye, const kal::Vector3& front, const kal::Vector3& up,
                       const ReverbParam& reverb);
-
-    /// [control] Brings tracked sounds up to date and drops those that have ended.
-    void Update();
 
     /// [any] Sends a formatted line, at most 2047 characters, to the host's debugLog, if there is one.
     [[gnu::format(printf, 2, 3)]] void DebugLog(const char* format, ...) const;

@@ -322,6 +322,11 @@ TEST(Context, LetsGoOfSoundsThatHaveEnded)
     host.Render(kStart);
     host.Respatialize();
     EXPECT_EQ(host.queries, 3 + 2);
+
+    ContextHost one(0); // each gives way to the next, which is another's
+    one.context->PlayAbsolute(click, {1, 0, 0}, kPlain);
+    one.context->PlayRelative(click, {1, 0, 0}, kPlain);
+    EXPECT_EQ(one.queries, 1);
 }
 
 // Two channels are scaled by the coefficient, which makes it plain to hear.
