@@ -76,7 +76,7 @@ typedef void(KAL_CALL* KalOcclusionQuery)(const KalVector3* position, float* res
 /* Receives one diagnostic line, NUL-terminated, valid during the call. There are two, each as often as it is true:
  *   "Auto Load Control Activated: %d poly caused %d% CPU load. Limited to %d temporally."
  *                     on the renderer's own thread, for every block that took more than half of its time to make while
- *                     placed sounds were tracked
+ *                     placed sounds were tracked, if their limit is below maxPolyphonics then: never with 16 or less
  *   "Read time exceeded 20% (%d%): possibly overload"
  *                     on the audio thread, for every render that took more than a fifth of its block's time
  * A renderer that cannot keep up sends both for every block, so the callback must be quick. */
