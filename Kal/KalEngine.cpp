@@ -24,6 +24,9 @@ constexpr std::size_t kWorkWorthWaking = 96;
 constexpr unsigned kVoicesPerClaim = 4;
 constexpr unsigned kDirectionsPerClaim = 4;
 
+// How many voices that will never be heard may wait for the next block.
+constexpr unsigned kMostUnheard = 16;
+
 // What rendering the room takes, in directions.
 constexpr unsigned kRoomParts = 12;
 
@@ -82,12 +85,13 @@ std::shared_ptr<Channel> Engine::CreateChannel(double delay, std::shared_ptr<con
     auto channel = std::make_shared<Channel>(shared_from_this(), delay, std::move(buffer), channelParam);
 
     std::lock_guard lock(channelListMutex);
-    // Room for the voices that the end of the block puts back, so that rendering need not allocate it.
-    const auto needed = [this] { return channels.size() + 1 + renderChannels.size(); };
-    if (channels.capacity() < needed()) {
-        std::erase_if(channels, [](const auto& voice) { return voice->EndIfUnheard(); }); // while nothing is rendered
-        if (channels.capacity() < needed()) channels.reserve(2 * needed());
+    if (numUnheard >= kMostUnheard) { // while nothing is rendered
+        std::erase_if(channels, [](const auto& voice) { return voice->EndIfUnheard(); });
+        numUnheard = 0;
     }
+    // Room for the voices that the end of the block puts back, so that rendering need not allocate it.
+    const std::size_t needed = channels.size() + 1 + renderChannels.size();
+    if (channels.capacity() < needed) channels.reserve(2 * needed);
     channels.push_back(channel);
     return channel;
 }
@@ -101,6 +105,7 @@ void Engine::Prerender()
         renderChannels.reserve(channels.capacity()); // first, so that no voice is lost when there is no memory for it
         renderChannels.swap(channels);
         for (const auto& channel : renderChannels) channel->Prerender();
+        numUnheard = 0;
     }
     renderReverbSettings = reverbSettings;
 }

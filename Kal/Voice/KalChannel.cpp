@@ -121,8 +121,10 @@ void Channel::Schedule(double time, PreparedUpdate&& update) noexcept
     ChannelParam& next = update.mapped().param;
     next.shouldStop = next.shouldStop || lastParam.shouldStop;
     lastParam = next;
-    if (isNew && next.shouldStop && key <= startDelay)
-        isUnheard = true; // once a block has it, the countdown is its own
+    if (isNew && !isUnheard && next.shouldStop && key <= startDelay) { // once a block has it, the countdown is its own
+        isUnheard = true;
+        ++owner->numUnheard;
+    }
     Enqueue(key, update);
 }
 

@@ -23,6 +23,9 @@ public:
     /// Guards the list of voices and every voice's scheduled changes. It is held briefly, for an insertion or a swap.
     Mutex channelListMutex;
 
+    /// How many voices of the next block will end before they begin. Under channelListMutex.
+    unsigned numUnheard = 0;
+
 protected:
     explicit ChannelHost(double rate) : samplingRate(rate) {}
     ~ChannelHost() = default;
