@@ -31,11 +31,13 @@ void KAL_CALL NoWalls(const KalVector3*, float* result, void*)
 }
 
 /// A host that hears a rising sound, which tells every frame that is lost, and placed ones of two channels, which tell
-/// every change: one more than the limit. The channels are opposites, so that nothing reverberates and all is exact.
+/// every change: eight, which fills what the library first has room for. The channels are opposites, so that nothing
+/// reverberates and all is exact.
 class Host {
 public:
-    Host()
+    explicit Host(int limit = 8)
     {
+        parameters.maxPolyphonics = limit;
         KalInitialize(1, KAL_INTERFACE_VERSION, &kal);
         kal.init(kal.priv, &parameters);
         std::vector<unsigned char> rising(2 << 20), opposites(4 << 20);
@@ -48,7 +50,8 @@ public:
         const KalPlayParam soft = {0.125f, 1, 1};
         kal.playLocal(kal.priv, first, &soft);
         kal.respatialize(kal.priv, &kEye, &kAhead, &kUp, &kRoom);
-        for (int i = 0; i < 3; ++i) kal.playAbsolute(kal.priv, second, &kBeside, &kPlain);
+        const KalPlayParam quarter = {0.25f, 1, 1};
+        for (int i = 0; i < 8; ++i) kal.playAbsolute(kal.priv, second, &kBeside, &quarter);
         for (int frames = 0; frames < 12000; frames += lastSize) kal.render(kal.priv, stream.data(), lastSize);
         next = static_cast<int>((stream[2 * lastSize - 2] - kPlaced) * 1024) + 128 + 1;
         dropped = lastSize;
@@ -104,7 +107,7 @@ public:
         return goesOn;
     }
 
-    static constexpr float kPlaced = 3 * 0.125f; ///< half of full scale, four times as far as the reference distance
+    static constexpr float kPlaced = 8 * 0.03125f; ///< an eighth, four times as far as the reference distance
     KalInitParam parameters{48000, NoWalls, nullptr, 2, 2, nullptr, nullptr};
     KalContext kal{};
     KalSampleBuffer *first, *second, *spare;
@@ -131,21 +134,22 @@ TEST(AllocationFailures, LeaveTheSoundAsItIsInEveryCall)
     const KalBufferParam one{&sample, 32, 1, 1, 48000};
     struct Case {
         const char* what;
+        int limit; ///< with 7, the oldest sound has to give way
         int least; ///< allocations, to see that there are any
         std::function<void(Host&)> call;
     };
     for (const Case& c : std::vector<Case>{
-             {"init", 1000, [](Host& h) { h.kal.init(h.kal.priv, &h.parameters); }},
-             {"createBuffer", 2,
+             {"init", 8, 1000, [](Host& h) { h.kal.init(h.kal.priv, &h.parameters); }},
+             {"createBuffer", 8, 2,
               [&](Host& h) {
                   if (KalSampleBuffer* const made = h.kal.createBuffer(h.kal.priv, &one))
                       h.kal.freeBuffer(h.kal.priv, made);
               }},
-             {"respatialize", 2, [](Host& h) { h.kal.respatialize(h.kal.priv, &kFar, &kUp, &kAhead, &kRoom); }},
-             {"playLocal", 2, [](Host& h) { h.kal.playLocal(h.kal.priv, h.first, &kPlain); }},
-             {"playRelative", 2, [](Host& h) { h.kal.playRelative(h.kal.priv, h.second, &kFar, &kPlain); }},
-             {"playAbsolute", 3, [](Host& h) { h.kal.playAbsolute(h.kal.priv, h.first, &kFar, &kPlain); }},
-             {"those that need no memory", 0,
+             {"respatialize", 7, 9, [](Host& h) { h.kal.respatialize(h.kal.priv, &kFar, &kUp, &kAhead, &kRoom); }},
+             {"playLocal", 8, 2, [](Host& h) { h.kal.playLocal(h.kal.priv, h.first, &kPlain); }},
+             {"playRelative", 8, 3, [](Host& h) { h.kal.playRelative(h.kal.priv, h.second, &kFar, &kPlain); }},
+             {"playAbsolute", 7, 4, [](Host& h) { h.kal.playAbsolute(h.kal.priv, h.first, &kFar, &kPlain); }},
+             {"those that need no memory", 8, 0,
               [](Host& h) {
                   h.kal.freeBuffer(h.kal.priv, std::exchange(h.spare, nullptr));
                   EXPECT_TRUE(h.GoesOn(h.lastSize));
@@ -158,7 +162,7 @@ TEST(AllocationFailures, LeaveTheSoundAsItIsInEveryCall)
         } // what is made once and stays
         const std::uint64_t before = NotReleased();
         {
-            Host host;
+            Host host(c.limit);
             EXPECT_GE(host.FailEach([&] { c.call(host); }), c.least);
         }
         EXPECT_EQ(NotReleased(), before);
