@@ -63,10 +63,11 @@ soak: ## plays for SECONDS=120, with OVERLOAD=1 too much, and looks for what sho
 	@build/linux/tools/soak/soak build/linux/libkalmarble/libKALMarble.so \
 		$(or $(SECONDS),120) $(if $(OVERLOAD),overload)
 
-test: ## runs every test natively and, under Wine, on the Windows build
-	$(need) linux windows tests $(tools)
+test: ## runs every test natively and, under Wine, on both Windows builds
+	$(need) linux windows windows64 tests $(tools)
 	@$(call test,linux-release)
 	@$(call test,win32-release)
+	@$(call test,win64-release)
 
 bench: ## measures scenes, beside another renderer, and every kernel, in build/bench; BRIEF=1 only runs them
 	$(need) linux windows bench
