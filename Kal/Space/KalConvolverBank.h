@@ -35,7 +35,7 @@ public:
     /// [render] Goes on to a block of frames >= 0 frames, which begins where the one before ended.
     void BeginRender(int frames);
 
-    /// Frames of the block that is rendered.
+    /// [render] Frames of the block that is rendered.
     int NumFrames() const { return numFrames; }
 
     /// [render] Adds to out, interleaved stereo, what is still to come of the bank's blocks that ended before: once for

@@ -12,6 +12,7 @@ static const KalReverbParam kNoRoom = {0, 0, 0, 0, 0};
 static const KalPlayParam kPlain = {1, 1, 1};
 static float samples[kLength], stream[4 * kBlock];
 static const char* path;
+static int loads;
 
 static void KAL_CALL NoWalls(const KalVector3* position, float* result, void* userData)
 {
@@ -102,8 +103,8 @@ static void LoadsAndUnloads(void)
 {
     static const int kSizes[] = {kBlock, 0, 2 * kBlock, 64};
     double before = 0;
-    for (int i = 0; i < 2000; ++i) {
-        if (i == 200) before = HeldMemory();
+    for (int i = 0; i < loads; ++i) {
+        if (i == loads / 2) before = HeldMemory();
         kalCloseLibrary(library);
         CHECK(!IsLoaded(path));
         library = kalOpenLibrary(path);
@@ -125,5 +126,6 @@ static void Run(void)
 int main(int argc, char** argv)
 {
     path = argc > 1 ? argv[1] : "";
+    loads = argc > 2 ? atoi(argv[2]) : 2000;
     return RunHost(path, Run);
 }
