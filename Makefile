@@ -99,7 +99,7 @@ lint: ## checks the format of all, scripts, includes, thread tags and, by clang-
 	@shellcheck .ci/run $(shell git ls-files '*.sh')
 	@tests/lint/lint_test.py
 	@tools/lint/includes.py $(sources)
-	@tools/lint/tags.py $(shell git ls-files 'Kal/*.h' 'libkalmarble/*.h')
+	@tools/lint/tags.py $(filter-out %Windows.h,$(shell git ls-files 'Kal/*.h' 'libkalmarble/*.h')) # one system at a time
 	@cmake --preset linux-clang >/dev/null
 	@run-clang-tidy-14 -quiet -p build/linux-clang '^$(CURDIR)/(Kal|libkalmarble|examples|tools|python)/.*\.c' >build/tidy.log 2>&1 || { cat build/tidy.log; exit 1; }
 

@@ -4,7 +4,7 @@
 
 namespace kal {
 
-/// A slim lock. The thread library's own mutex and condition wait on kernel objects, which takes ten times as long.
+/// [any] A slim lock. The thread library's own mutex and condition wait on kernel objects, which takes ten times as long.
 class Mutex {
 public:
     Mutex() = default;
@@ -20,7 +20,7 @@ private:
     void* state = nullptr; ///< the system's: a pointer, null while nobody has the lock
 };
 
-/// Where threads sleep that wait for something that a Mutex guards.
+/// [any] Where threads sleep that wait for something that a Mutex guards.
 class Condition {
 public:
     Condition() = default;
