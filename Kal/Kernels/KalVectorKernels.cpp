@@ -8,7 +8,7 @@
 namespace kal {
 namespace {
 
-using qfft::Complex, qfft::Float4, qfft::Load, qfft::Store;
+using qfft::Float4, qfft::Load, qfft::Store;
 
 template<class... Array>
 bool AreAligned(const Array*... arrays)
