@@ -87,5 +87,20 @@ TEST(ThreadPool, EndsWhateverItsWorkersAreDoing)
     }
 }
 
+// A tail that a worker renders must not end in denormals either.
+TEST(ThreadPool, FlushesDenormalsOnItsWorkers)
+{
+    ThreadPool pool(2);
+    std::atomic<float> product{1.0f};
+    pool.BeginBlock(2);
+    pool.Run(2, [&](unsigned w) noexcept {
+        volatile float small = 1e-30f;
+        if (w == 1) product = small * 1e-10f;
+        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+        while (w == 0 && product == 1.0f && std::chrono::steady_clock::now() < end) std::this_thread::yield();
+    });
+    EXPECT_EQ(product, 0.0f);
+}
+
 } // namespace
 } // namespace kal
