@@ -4,7 +4,8 @@
 
 namespace kal {
 
-/// [any] A slim lock. The thread library's own mutex and condition wait on kernel objects, which takes ten times as long.
+/// [any] A slim lock. The thread library's own mutex and condition wait on kernel objects, which takes ten times as
+/// long.
 class Mutex {
 public:
     Mutex() = default;
