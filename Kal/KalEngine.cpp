@@ -150,6 +150,7 @@ void Engine::Render(float* out, int numFrames)
 // How many workers it pays to wake: those that find enough to do, in voices and in the directions of the block before.
 unsigned Engine::NumHelpfulWorkers() const
 {
+    if (param.numThreads < 2) return 1;
     const std::size_t work = renderChannels.size() + (spatializer ? spatializer->NumActiveSides() : 0);
     return 1 + static_cast<unsigned>(std::min<std::size_t>(work / kWorkWorthWaking, Engine::kMaxThreads));
 }

@@ -23,8 +23,8 @@ public:
     ThreadPool(const ThreadPool&) = delete;
     ThreadPool& operator=(const ThreadPool&) = delete;
 
-    /// [render] Wakes the workers below maxNumThreads for the jobs of a block, which will soon come and follow each
-    /// other closely: until EndBlock they spin before they go to sleep. The others take no part in the block.
+    /// [render] Lets the workers below maxNumThreads take part in a block, whose jobs wake them and follow each other
+    /// closely: until EndBlock they spin before they go to sleep again. The others take no part in it.
     void BeginBlock(unsigned maxNumThreads);
     void EndBlock();
 

@@ -47,8 +47,8 @@ public:
     /// [render] Gathers the directions that have input or still ring, and returns their number.
     unsigned PrepareEndRender();
 
-    /// [render] For measurements: how many sides of directions had input in this block or still ring: what EndRender's
-    /// cost grows with.
+    /// [render] How many sides of directions had input in the block that was gathered last or still rang: what its cost
+    /// grew with.
     unsigned NumActiveSides() const;
 
     /// [render] Adds the sound of `count` gathered directions from `index` on to out, numFrames frames of interleaved

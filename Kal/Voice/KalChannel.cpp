@@ -206,7 +206,7 @@ void Channel::Postrender(std::int32_t numFrames)
     for (auto entry = renderUpdates->lower_bound(numFrames); entry != renderUpdates->end();) {
         auto node = renderUpdates->extract(entry++);
         node.key() -= numFrames;
-        node.mapped().isCarried = true;
+        node.mapped().isCarried |= numFrames > 0; // a block of no frames has seen nothing
         pendingUpdates->insert(std::move(node));
     }
 }
