@@ -295,7 +295,7 @@ TEST(Context, RaisesTheLimitAgainBlockByBlock)
         host.Respatialize();
         return host.queries;
     };
-    play(60);
+    play(30);
     const auto isTold = [&] {
         std::lock_guard lock(host.log.mutex);
         return std::any_of(host.log.lines.begin(), host.log.lines.end(),
@@ -304,7 +304,7 @@ TEST(Context, RaisesTheLimitAgainBlockByBlock)
     while (!isTold()) host.Render(1);
     const int least = tracked();
     EXPECT_LT(least, 20);
-    for (int i = 0; i < 40; ++i) host.Render(31800);
+    for (int i = 0; i < 40; ++i) host.Render(159000);
     play(30);
     EXPECT_EQ(tracked(), least + 30);
 }
