@@ -10,6 +10,18 @@ target_compile_options(kal_settings INTERFACE
     # Every compiler rounds alike: no fused products behind our back. Neither errno nor floating-point traps are used.
     -ffp-contract=off -fno-math-errno -fno-trapping-math)
 
+set(KAL_IS_X86 OFF)
+if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(i[3-6]86|x86_64|AMD64)$")
+    set(KAL_IS_X86 ON)
+endif()
+
+if(EMSCRIPTEN)
+    # Conversions of numbers that do not fit saturate in one instruction; exceptions need no JavaScript.
+    set(CMAKE_EXECUTABLE_SUFFIX .wasm)
+    target_compile_options(kal_settings INTERFACE -msimd128 -mnontrapping-fptoint -fwasm-exceptions)
+    target_link_options(kal_settings INTERFACE -fwasm-exceptions -sSTANDALONE_WASM=1 -sALLOW_MEMORY_GROWTH=1)
+endif()
+
 if(CMAKE_SYSTEM_PROCESSOR STREQUAL "i686")
     # The x87 unit ignores flush-to-zero and rounds differently, so arithmetic stays in SSE registers. A host's stack
     # may be aligned to four bytes only. The oldest processor is not the one to be fast on: for it, the compiler would

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <algorithm>
-#include <bit>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
@@ -10,6 +9,13 @@
 // Conversions and guards that keep odd numbers from doing harm.
 
 namespace kal {
+
+/// [any] std::bit_cast, which not every standard library has yet.
+template<class To, class From>
+constexpr To BitCast(const From& from)
+{
+    return __builtin_bit_cast(To, from);
+}
 
 /// [any] x truncated toward zero and kept within what 32 bits hold; NaN gives 0. A plain conversion of such a value
 /// would be undefined.
@@ -55,8 +61,8 @@ inline float UsableOrZero(float x)
 inline float Peak(std::size_t n, const float* x)
 {
     std::int32_t peak = 0;
-    for (std::size_t i = 0; i < n; ++i) peak = std::max(peak, std::bit_cast<std::int32_t>(x[i]) & 0x7fffffff);
-    return std::bit_cast<float>(std::min(peak, 0x7f800000));
+    for (std::size_t i = 0; i < n; ++i) peak = std::max(peak, BitCast<std::int32_t>(x[i]) & 0x7fffffff);
+    return BitCast<float>(std::min(peak, 0x7f800000));
 }
 
 } // namespace kal

@@ -1,9 +1,8 @@
 #include "Kal/Base/KalThreadPool.h"
 
 #include "Kal/Base/KalFlushToZero.h"
+#include "Kal/Platform/KalPlatform.h"
 #include "Kal/QFFT/Assert.h"
-
-#include <xmmintrin.h>
 
 #include <algorithm>
 #include <chrono>
@@ -126,7 +125,7 @@ void ThreadPool::RunTask(unsigned maxNumThreads, Task task)
     task.run(task.context, 0);
     for (unsigned w = 1; w < end; ++w) {
         if (futures[w].Withdraw()) continue;
-        SpinUntil([&] { return !futures[w].IsTaken(); }, kCallerSpinTime, [] { _mm_pause(); });
+        SpinUntil([&] { return !futures[w].IsTaken(); }, kCallerSpinTime, platform::PauseSpinning);
         while (futures[w].IsTaken()) bgMutex2[w]->Lock(); // which may have been opened for a job before
     }
 }

@@ -5,7 +5,7 @@
 namespace kal::kernels {
 
 extern const Table kGenericTable;
-extern const Table kSse2Table; ///< the floor: every processor that the library runs on
-extern const Table kAvx2Table;
+extern const Table kLanes4Table; ///< for every processor that the library runs on
+extern const Table kLanes8Table; ///< for some; there only if platform::kHasWideLanes
 
 } // namespace kal::kernels

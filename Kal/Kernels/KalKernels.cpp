@@ -1,14 +1,18 @@
 #include "Kal/Kernels/KalKernels.h"
 
 #include "Kal/Kernels/KalKernelTables.h"
+#include "Kal/Platform/KalPlatform.h"
 #include "Kal/QFFT/CpuFeature.h"
 
 namespace kal::kernels {
 
 const Table& ActiveTable()
 {
-    static constexpr const Table* tables[] = {&kGenericTable, &kSse2Table, &kAvx2Table};
-    return *tables[static_cast<int>(qfft::cpu::ActiveInstructionSet())];
+    using qfft::cpu::InstructionSet;
+    const InstructionSet set = qfft::cpu::ActiveInstructionSet();
+    if constexpr (platform::kHasWideLanes)
+        if (set == InstructionSet::Lanes8) return kLanes8Table;
+    return set == InstructionSet::Generic ? kGenericTable : kLanes4Table;
 }
 
 } // namespace kal::kernels

@@ -5,14 +5,14 @@
 
 namespace kal::kernels {
 
-constexpr Table kAvx2Table{kNumLanes<Float8>,
-                           AdvanceNetwork<Float8>,
-                           {Resample<Float8, std::uint8_t>, Resample<Float8, std::int16_t>, Resample<Float8, float>},
-                           Lowpass<Float8>,
-                           AddSmoothed<Float8>,
-                           ScaleSmoothed<Float8>,
-                           ApplyTwiddlePairs<Float8>,
-                           Deinterleave<Float8>,
-                           AddProducts<Float8>};
+constexpr Table kLanes8Table{kNumLanes<Float8>,
+                             AdvanceNetwork<Float8>,
+                             {Resample<Float8, std::uint8_t>, Resample<Float8, std::int16_t>, Resample<Float8, float>},
+                             Lowpass<Float8>,
+                             AddSmoothed<Float8>,
+                             ScaleSmoothed<Float8>,
+                             ApplyTwiddlePairs<Float8>,
+                             Deinterleave<Float8>,
+                             AddProducts<Float8>};
 
 } // namespace kal::kernels

@@ -1,7 +1,8 @@
 #include "Kal/Master/KalUtilsBiquad.h"
 
+#include "Kal/Platform/KalPlatform.h"
+
 #include <algorithm>
-#include <emmintrin.h>
 
 namespace kal {
 
@@ -75,7 +76,7 @@ void SingleBiquadFilter::Process(unsigned numFrames, float* block)
 
 /// Both channels of a filter at once, in double.
 struct DualBiquadFilter::Pair {
-    using Double2 = double __attribute__((vector_size(16)));
+    using Double2 = platform::Double2;
 
     Pair() = default;
 
@@ -109,7 +110,7 @@ struct DualBiquadFilter::Pair {
         x2 = x1;
         x1 = x;
         y2 = y1;
-        y1 = _mm_cvtps_pd(_mm_cvtpd_ps(y)); // rounded to float
+        y1 = platform::RoundedToFloat(y);
     }
 
     Double2 b0, b1, b2, c1, c2, x1, x2, y1, y2;

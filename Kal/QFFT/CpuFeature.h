@@ -12,10 +12,10 @@ enum class FeatureLevel : std::int32_t { Generic = 0 };
 /// [any] Whether setups of a level run here: they all do. Kept on purpose, though nothing asks.
 bool Supports(FeatureLevel level);
 
-/// The instruction sets that there are kernels for, from narrow to wide.
-enum class InstructionSet { Generic, Sse2, Avx2 }; // in the order of the tables that they index
+/// The instruction sets that there are kernels for, from narrow to wide: plain loops, four lanes of floats, eight.
+enum class InstructionSet { Generic, Lanes4, Lanes8 }; // in the order of the names that they index
 
-/// [any] "Generic", "SSE2", "AVX2".
+/// [any] As the processor's makers name it; "Generic" for plain loops.
 const char* NameOf(InstructionSet set);
 
 /// [any] The sets that this processor can run, from narrow to wide.

@@ -1,5 +1,6 @@
 #include "Kal/QFFT/Kernel_SimdX86.h"
 
+#include "Kal/Platform/KalPlatform.h"
 #include "Kal/QFFT/CpuFeature.h"
 #include "Kal/QFFT/SimdStages.h"
 
@@ -25,24 +26,13 @@ AlignedVector<float> PackTwiddles(const Stage<float>& stage, unsigned lanes)
     return packed;
 }
 
-struct Finder {
-    cpu::InstructionSet set;
-    SimdKernel (*find)(const Stage<float>& stage);
-};
-
-// From wide to narrow.
-constexpr Finder finders[] = {
-    {cpu::InstructionSet::Avx2, FindAvx2Kernel},
-    {cpu::InstructionSet::Sse2, FindSse2Kernel},
-};
-
 /// The kernel for a stage of the widest instruction set up to `widest` that has one.
 SimdKernel FindKernelUpTo(cpu::InstructionSet widest, const Stage<float>& stage)
 {
-    for (const Finder& finder : finders)
-        if (finder.set <= widest)
-            if (const SimdKernel found = finder.find(stage); found.kernel) return found;
-    return {};
+    if constexpr (kal::platform::kHasWideLanes)
+        if (widest >= cpu::InstructionSet::Lanes8)
+            if (const SimdKernel found = FindLanes8Kernel(stage); found.kernel) return found;
+    return widest >= cpu::InstructionSet::Lanes4 ? FindKernel<Float4>(stage) : SimdKernel{};
 }
 
 /// Turns a radix-4 stage and the radix-2 one after it, if they are the last, into one pass over the data.
@@ -57,11 +47,6 @@ void FuseLastStages(std::vector<Stage<float>>& stages, cpu::InstructionSet wides
 }
 
 } // namespace
-
-SimdKernel FindSse2Kernel(const Stage<float>& stage)
-{
-    return FindKernel<Float4>(stage);
-}
 
 std::vector<AlignedVector<float>> UseSimdKernels(std::vector<Stage<float>>& stages)
 {

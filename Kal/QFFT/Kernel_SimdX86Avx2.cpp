@@ -3,7 +3,7 @@
 
 namespace qfft {
 
-SimdKernel FindAvx2Kernel(const Stage<float>& stage)
+SimdKernel FindLanes8Kernel(const Stage<float>& stage)
 {
     return FindKernel<Float8>(stage);
 }

@@ -10,8 +10,7 @@ struct SimdKernel {
     unsigned twiddleLanes; ///< how many twiddles it reads as one vector: all its lanes, or 1
 };
 
-/// [any] What one instruction set has for a stage.
-SimdKernel FindSse2Kernel(const Stage<float>& stage);
-SimdKernel FindAvx2Kernel(const Stage<float>& stage);
+/// [any] What eight lanes have for a stage; there only if kal::platform::kHasWideLanes.
+SimdKernel FindLanes8Kernel(const Stage<float>& stage);
 
 } // namespace qfft

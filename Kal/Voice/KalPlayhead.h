@@ -1,9 +1,9 @@
 #pragma once
 
+#include "Kal/Base/KalInternals.h"
 #include "Kal/Voice/KalChannelParam.h"
 
 #include <algorithm>
-#include <bit>
 #include <cmath>
 #include <cstdint>
 
@@ -75,7 +75,7 @@ public:
         if ((second + step) - second != rounded) return {};
 
         constexpr std::uint64_t kExponentBits = 0x7ff0000000000000, kOneExponent = 0x0010000000000000;
-        const auto nextPower = std::bit_cast<double>((std::bit_cast<std::uint64_t>(x) & kExponentBits) + kOneExponent);
+        const auto nextPower = BitCast<double>((BitCast<std::uint64_t>(x) & kExponentBits) + kOneExponent);
         const double bound = std::min(limit, nextPower);
         // Both sides are whole numbers of units below 2^53, so that the quotient never rounds up to a whole number.
         const double fitting = (bound - x) / rounded;

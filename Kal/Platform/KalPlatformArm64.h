@@ -1,0 +1,69 @@
+#pragma once
+
+#include <cstdint>
+
+/// 64-bit ARM. Seam: KalPlatformX86.h tells what each name means.
+namespace kal::platform {
+
+inline constexpr const char* kTableNames[] = {"Generic", "NEON"};
+inline constexpr bool kHasWideLanes = false;
+
+/// [any]
+inline bool WideLanesPay()
+{
+    return false;
+}
+
+using FloatControl = std::uint64_t; ///< FPCR
+
+inline constexpr FloatControl kUsualFloats = 0, kFlushedFloats = 1u << 24;
+
+/// [any]
+inline FloatControl GetFloatControl()
+{
+    FloatControl control;
+    asm volatile("mrs %0, fpcr" : "=r"(control));
+    return control;
+}
+inline void SetFloatControl(FloatControl control)
+{
+    asm volatile("msr fpcr, %0" : : "r"(control));
+}
+
+/// FPCR, and FPSR, where arithmetic notes what happened.
+class FloatEnvironment {
+public:
+    /// [any]
+    FloatEnvironment() { asm volatile("mrs %0, fpsr" : "=r"(status)); }
+
+    /// [any]
+    void Restore() const
+    {
+        asm volatile("msr fpsr, %0" : : "r"(status));
+        SetFloatControl(control);
+    }
+
+    /// [any]
+    static void UseUsual() { SetFloatControl(kUsualFloats); }
+
+private:
+    FloatControl control = GetFloatControl();
+    std::uint64_t status;
+};
+
+/// [any]
+inline void PauseSpinning()
+{
+    asm volatile("yield");
+}
+
+using Double2 = double __attribute__((vector_size(16)));
+
+/// [any]
+inline Double2 RoundedToFloat(Double2 x)
+{
+    using Float2 = float __attribute__((vector_size(8)));
+    return __builtin_convertvector(__builtin_convertvector(x, Float2), Double2);
+}
+
+} // namespace kal::platform

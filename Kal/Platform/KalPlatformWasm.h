@@ -1,0 +1,47 @@
+#pragma once
+
+/// WebAssembly with 128-bit vectors, whose arithmetic has one state only: rounding to nearest, denormals kept, no
+/// traps. Seam: KalPlatformX86.h tells what each name means.
+namespace kal::platform {
+
+inline constexpr const char* kTableNames[] = {"Generic", "SIMD128"};
+inline constexpr bool kHasWideLanes = false;
+
+/// [any]
+inline bool WideLanesPay()
+{
+    return false;
+}
+
+struct FloatControl {};
+
+inline constexpr FloatControl kUsualFloats, kFlushedFloats;
+
+/// [any]
+inline FloatControl GetFloatControl()
+{
+    return {};
+}
+inline void SetFloatControl(FloatControl) {}
+
+class FloatEnvironment {
+public:
+    /// [any]
+    FloatEnvironment() {}
+    void Restore() const {}
+    static void UseUsual() {}
+};
+
+/// [any]
+inline void PauseSpinning() {}
+
+using Double2 = double __attribute__((vector_size(16)));
+
+/// [any]
+inline Double2 RoundedToFloat(Double2 x)
+{
+    using Float2 = float __attribute__((vector_size(8)));
+    return __builtin_convertvector(__builtin_convertvector(x, Float2), Double2);
+}
+
+} // namespace kal::platform

@@ -1,0 +1,86 @@
+#pragma once
+
+#include <cstdint>
+#include <emmintrin.h>
+
+/// x86 with SSE2, 32 and 64 bits.
+namespace kal::platform {
+
+/// The tables of kernels, from narrow to wide: plain loops, four lanes and, where there are as many, eight.
+inline constexpr const char* kTableNames[] = {"Generic", "SSE2", "AVX2"};
+inline constexpr bool kHasWideLanes = true; ///< whether there is a third
+
+/// [any] Whether this processor should run the table of eight lanes. In 32-bit programs wide lanes have half the
+/// registers, and what lies between the kernels stays narrow code. There they pay on the makes of processor that were
+/// measured (docs/performance.md); on others the narrow table cannot lose.
+inline bool WideLanesPay()
+{
+#ifdef __i386__
+    if (!__builtin_cpu_is("intel") && !__builtin_cpu_is("amd")) return false;
+#endif
+    return __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma");
+}
+
+/// How the thread's float arithmetic rounds, traps and treats denormals.
+using FloatControl = unsigned;
+
+/// As programs start: rounding to nearest, denormals kept, no traps; and with denormals taken and left as zero.
+inline constexpr FloatControl kUsualFloats = 0x1f80, kFlushedFloats = 0x9fc0;
+
+/// [any] Of this thread.
+inline FloatControl GetFloatControl()
+{
+    return _mm_getcsr();
+}
+inline void SetFloatControl(FloatControl control)
+{
+    _mm_setcsr(control);
+}
+
+/// All of a thread's floating-point state as it was when this was made, with what its arithmetic has noted so far: of
+/// the SSE unit and of the x87 unit, which some of the C library's functions use.
+class FloatEnvironment {
+public:
+    /// [any] Also masks every trap of the x87 unit.
+    FloatEnvironment() { asm volatile("fnstenv %0" : "=m"(x87)); }
+
+    /// [any] Gives the thread its state back.
+    void Restore() const
+    {
+        asm volatile("fldenv %0" : : "m"(x87));
+        _mm_setcsr(mxcsr);
+    }
+
+    /// [any] Gives the thread the usual state, the x87 unit full precision.
+    static void UseUsual()
+    {
+        constexpr std::uint16_t controlWord = 0x37f;
+        asm volatile("fldcw %0" : : "m"(controlWord));
+        _mm_setcsr(kUsualFloats);
+    }
+
+private:
+    /// What fnstenv stores.
+    struct Environment {
+        std::uint32_t words[7];
+    };
+
+    unsigned mxcsr = _mm_getcsr();
+    Environment x87;
+};
+
+/// [any] Tells the processor that a thread spins.
+inline void PauseSpinning()
+{
+    _mm_pause();
+}
+
+using Double2 = double __attribute__((vector_size(16)));
+
+/// [any] Each lane rounded to float. Compilers take the way over a vector of two floats in more instructions.
+inline Double2 RoundedToFloat(Double2 x)
+{
+    return _mm_cvtps_pd(_mm_cvtpd_ps(x));
+}
+
+} // namespace kal::platform

@@ -1,0 +1,4 @@
+# WebAssembly, cross-built with Debian's Emscripten, which looks for its own JavaScript where NODE_PATH says: the preset
+# sets it. Programs of the build run under Node.js.
+set(EMSCRIPTEN_SYSTEM_PROCESSOR wasm32)
+include(/usr/share/emscripten/cmake/Modules/Platform/Emscripten.cmake)
