@@ -69,11 +69,11 @@ test: ## runs every test natively and, under Wine, on both Windows builds
 	@$(call test,win32-release)
 	@$(call test,win64-release)
 
-bench: ## measures scenes, beside another renderer, and every kernel, in build/bench; BRIEF=1 only runs them
+bench: ## measures scenes, beside another renderer, and every kernel, in build/bench; BRIEF=1 only runs them, ONLY="busy latency" those
 	$(need) linux windows bench
 	@$(call make,linux-bench)
 	@$(call make,win32-bench)
-	@tools/bench.sh $(if $(BRIEF),brief)
+	@tools/bench.sh $(if $(BRIEF),brief) $(ONLY)
 
 sanitize: ## runs the native tests under the address, undefined and thread sanitizers
 	$(need) clang tests $(tools)

@@ -1,42 +1,60 @@
-#!/bin/sh
-# Runs every benchmark and keeps what they print in build/bench: scenes natively (beside another renderer) and as the
-# 32-bit Windows build, then the kernels, each as text and as JSON.
-#   bench.sh [brief]      brief: only shows that all of it runs, with results that say nothing in build/bench-brief
-set -eu
+#!/usr/bin/env bash
+# Runs the benchmarks and keeps what they print in build/bench: the machine, then each piece as text, and kernels as JSON.
+#   bench.sh [brief] [PIECE...]   brief: only shows that all of it runs, with results that say nothing, in build/bench-brief
+# Pieces, all by default:
+#   scenes   whole blocks natively, beside another renderer   windows  the same in the 32-bit Windows build under Wine
+#   long     a scene of ten minutes                           narrow   further voices with the narrow kernels
+#   tables   narrow and wide kernels in the Windows build     busy     beside a load on every core, in both builds
+#   waiting  a block that waits, in both builds               latency  from a call until it is heard, in both builds
+#   kernels  each kernel, natively
+# shellcheck disable=SC2086 # lists of words on purpose
+set -euo pipefail
 cd "$(dirname "$0")/.."
 out=build/bench
-scenes=""
-kernels=""
+brief="" # options that end a list: of those given twice the latter count
+kernel_options=""
+starts=40
 if [ "${1:-}" = brief ]; then
+    shift
     out=build/bench-brief
-    scenes="--voices 1,8 --blocks 10"
-    kernels="--benchmark_min_time=0.001"
+    brief="--voices 1,8 --blocks 10"
+    kernel_options="--benchmark_min_time=0.001"
+    starts=1
 fi
+[ $# -gt 0 ] || set -- scenes windows long narrow tables busy waiting latency kernels
 mkdir -p "$out"
+
+# native NAME ARGUMENTS..., wine NAME ARGUMENTS..., both NAME ARGUMENTS...: a benchmark in the builds named.
+native() { "build/linux-bench/bench/$1" "${@:2}"; }
+wine() { tools/wine.sh "build/win32-bench/bench/$1.exe" "${@:2}" | tr -d '\r'; }
+both() { for build in native wine; do echo "-- $build" && $build "$@"; done; }
+
+run() {
+    local sends="--alone --motion sends"
+    case $1 in
+    scenes) native kal_scene $brief ;;
+    windows) wine kal_scene $sends $brief ;;
+    long) native kal_scene $sends --threads 1 --voices 256 --blocks 60000 $brief ;;
+    narrow) native kal_scene $sends --kernels SSE2 --threads 1 --voices 2000,10000 $brief ;;
+    tables)
+        for kernels in SSE2 AVX2 SSE2 AVX2; do
+            wine kal_scene $sends --kernels $kernels --threads 1 --voices 1,64,1000,2000 $brief
+        done
+        ;;
+    busy) both kal_scene $sends --busy --voices 1,8,64,256,1000 --blocks 6000 $brief ;;
+    waiting) both kal_waiting ;;
+    latency) both kal_latency $starts ;;
+    kernels) native kal_bench --benchmark_out="$out/kernels.json" --benchmark_out_format=json $kernel_options ;;
+    *) echo "bench.sh: no piece is called $1" >&2 && return 2 ;;
+    esac
+}
 
 {
     grep -m1 'model name' /proc/cpuinfo
     grep -m1 'cpu MHz' /proc/cpuinfo
     echo "load before: $(cut -d' ' -f1-3 /proc/loadavg)"
 } | tee "$out/machine.txt"
-
-# scene ARGUMENTS...: the scenes natively; of an option given twice, the latter counts.
-# shellcheck disable=SC2086 # lists of words on purpose
-scene() { build/linux-bench/bench/kal_scene "$@" $scenes; }
-echo "== scenes, Linux"
-scene | tee "$out/scenes-linux.txt"
-echo "== a scene of ten minutes"
-scene --alone --threads 1 --motion sends --voices 256 --blocks 60000 | tee "$out/scene-long.txt"
-echo "== scenes, Linux, narrow kernels"
-scene --kernels SSE2 --threads 1 --motion sends --voices 2000,10000 | tee "$out/scenes-linux-sse2.txt"
-echo "== scenes, 32-bit Windows under Wine"
-# shellcheck disable=SC2086
-tools/wine.sh build/win32-bench/bench/kal_scene.exe --threads 1 --motion sends $scenes | tr -d '\r' | tee "$out/scenes-windows.txt"
-echo "== a block that waits, Linux and Windows"
-{
-    build/linux-bench/bench/kal_waiting
-    tools/wine.sh build/win32-bench/bench/kal_waiting.exe | tr -d '\r'
-} | tee "$out/waiting.txt"
-echo "== kernels, Linux"
-# shellcheck disable=SC2086
-build/linux-bench/bench/kal_bench --benchmark_out="$out/kernels.json" --benchmark_out_format=json $kernels | tee "$out/kernels.txt"
+for piece; do
+    echo "== $piece"
+    run "$piece" | tee "$out/$piece.txt"
+done
