@@ -5,6 +5,7 @@
 #include "Kal/Space/KalSpatializerSource.h"
 
 #include <algorithm>
+#include <cmath>
 
 namespace kal {
 namespace {
@@ -24,10 +25,22 @@ std::shared_ptr<Spatializer::Source> Spatializer::CreateSource()
     return std::make_shared<Source>(shared_from_this());
 }
 
-const std::shared_ptr<Spatializer::Angle>& Spatializer::Nearest(float azimuth, float elevation) const
+const Spatializer::Ring& Spatializer::NearestRing(float elevation) const
 {
-    const Ring& ring = *rings[elevations.ChooseNearest(elevation)];
-    return ring.angles[ring.azimuths.ChooseNearest(azimuth)];
+    return *rings[elevations.ChooseNearest(elevation)];
+}
+
+const std::shared_ptr<Spatializer::Angle>& Spatializer::Nearest(const Bearing& bearing) const
+{
+    const Ring& ring = NearestRing(bearing.elevation);
+    return ring.angles[ring.azimuths.ChooseNearest(std::fabs(bearing.azimuth))];
+}
+
+Bearing Spatializer::NearestTo(const Vector3& direction) const
+{
+    const Bearing bearing = Bearing::Of(direction);
+    const float azimuth = Nearest(bearing)->azimuth;
+    return {bearing.IsLeft() ? -azimuth : azimuth, NearestRing(bearing.elevation).elevation};
 }
 
 // Directions that were used in the block before are among those that were gathered then.

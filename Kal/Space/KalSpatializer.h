@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Kal/Base/KalTypes.h"
+#include "Kal/Space/KalBearing.h"
 #include "Kal/Space/KalConvolverBank.h"
 #include "Kal/Space/KalInterpolationHelper.h"
 
@@ -32,6 +34,10 @@ public:
     /// [any] True if a direction may have no measurement, because there is no ring or a ring has no angle. Then no
     /// source may be mixed.
     bool Empty() const;
+
+    /// [any] The measured direction, or on the left its mirror image, from which a sound in this direction is heard: a
+    /// vector from the listener, of any length. Not while it is Empty.
+    Bearing NearestTo(const Vector3& direction) const;
 
     /// [control] A new source, which mixes nothing once the spatializer is gone.
     /// @throws std::bad_weak_ptr unless the spatializer is owned by a shared pointer.
@@ -66,7 +72,8 @@ private:
     struct Ring;
 
     void LoadData(const char* data, unsigned size);
-    const std::shared_ptr<Angle>& Nearest(float azimuth, float elevation) const;
+    const Ring& NearestRing(float elevation) const;
+    const std::shared_ptr<Angle>& Nearest(const Bearing& bearing) const;
 
     unsigned numWorkers;
     std::map<std::uint32_t, ConvolverBank> banks; ///< by the length of their responses; a sum for each worker

@@ -1,25 +1,31 @@
 #include "Kal/Space/KalSpatializerSource.h"
 
 #include <algorithm>
-#include <cmath>
 
 namespace kal {
 namespace {
 
 constexpr float kFadeLength = 128.0f; // samples
 constexpr float kFadeStep = 1.0f / kFadeLength;
-constexpr float kDegrees = 57.295776f; // per radian; not the nearest float but one step below
 
 } // namespace
 
 void Spatializer::Source::Mix(const float* input, int offset, int count, float azimuth, float elevation)
 {
+    Mix(input, offset, count, Bearing::Of(azimuth, elevation));
+}
+
+void Spatializer::Source::Mix(const float* input, int offset, int count, const Vector3& direction)
+{
+    Mix(input, offset, count, Bearing::Of(direction));
+}
+
+void Spatializer::Source::Mix(const float* input, int offset, int count, const Bearing& bearing)
+{
     if (spatializer.expired()) return;
 
-    azimuth = std::isfinite(azimuth) ? azimuth - 360.0f * std::floor(azimuth / 360.0f + 0.5f) : 0.0f;
-    elevation = std::isnan(elevation) ? 0.0f : std::clamp(elevation, -90.0f, 90.0f);
-    const Angle::Side newSide = azimuth < 0.0f ? Angle::Mirrored : Angle::Direct;
-    const std::shared_ptr<Angle>& target = directions->Nearest(std::fabs(azimuth), elevation);
+    const Angle::Side newSide = bearing.IsLeft() ? Angle::Mirrored : Angle::Direct;
+    const std::shared_ptr<Angle>& target = directions->Nearest(bearing);
 
     if (!current) {
         current = target;
@@ -45,15 +51,6 @@ void Spatializer::Source::Mix(const float* input, int offset, int count, float a
     } else {
         fadePosition += static_cast<float>(count) * kFadeStep;
     }
-}
-
-void Spatializer::Source::Mix(const float* input, int offset, int count, const Vector3& direction)
-{
-    const auto [x, y, z] = direction;
-    const float flat = std::sqrt(x * x + z * z);
-    const float azimuth = x == 0.0f && z == 0.0f ? 0.0f : std::atan2(x, z) * kDegrees;
-    const float elevation = flat == 0.0f && y == 0.0f ? 0.0f : std::atan2(y, flat) * kDegrees;
-    Mix(input, offset, count, azimuth, elevation);
 }
 
 } // namespace kal

@@ -25,6 +25,8 @@ public:
     void Mix(const float* input, int offset, int count, const Vector3& direction);
 
 private:
+    void Mix(const float* input, int offset, int count, const Bearing& bearing);
+
     std::weak_ptr<Spatializer> spatializer;
     const Spatializer* directions;    ///< its address. Locking would make all threads write to one counter
     std::shared_ptr<Angle> current;   ///< null before the first Mix

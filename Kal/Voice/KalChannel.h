@@ -76,6 +76,9 @@ public:
     /// [any] False for good once the voice has ended or a stop has been applied.
     bool IsPlaying() const { return playing; }
 
+    /// [render] Between blocks: the play position, frames of the buffer.
+    double Position() const { return param.position; }
+
     /// [render] Takes over what was scheduled since the last block. Under the engine's channelListMutex.
     void Prerender();
 

@@ -94,6 +94,23 @@ TEST(Spatializer, ChoosesTheNearestDirectionAndItsSide)
     }
 }
 
+TEST(Spatializer, TellsFromWhichDirectionASoundIsHeard)
+{
+    struct Case {
+        Vector3 direction;
+        float azimuth, elevation;
+    };
+    for (const Case c : {Case{{1, 0, 1.8f}, 30, 0},
+                         {{-9, -1, 0.1f}, -90, 0},
+                         {{-0.1f, 0, -5}, -180, 0},
+                         {{0.2f, -8, 1}, 0, -30},
+                         {{kNaN, 1, 0}, 0, 0}}) {
+        const Bearing heard = Loaded(Levels())->NearestTo(c.direction);
+        EXPECT_EQ(heard.azimuth, c.azimuth);
+        EXPECT_EQ(heard.elevation, c.elevation);
+    }
+}
+
 // The places where an angle is not defined, and both signs of zero.
 TEST(Spatializer, KnowsDirectionsWithoutAnAngle)
 {
