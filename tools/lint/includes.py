@@ -26,7 +26,7 @@ ARROWS = {
 }
 BASE_MAY_INCLUDE = ["Kal/QFFT/Assert.h", "Kal/QFFT/Exception.h", "Kal/QFFT/AlignedVector.h"]
 NEVER_INCLUDES_BASE = ["QFFT", "Platform", "include"]
-USERS = ["bench", "examples", "python", "tests", "tools"]  # these may include everything
+USERS = ["bench", "examples", "python", "tests", "tools", "web"]  # these may include everything
 
 INCLUDE = re.compile(r'\s*#\s*include\s*([<"])([^>"]+)[>"]')
 
