@@ -2,7 +2,7 @@
 # The presets of CMakePresets.json do the work, so `cmake --preset linux-debug` and the like serve as well. Each target
 # installs what it needs and no more: the groups named after `need` stand in tools/packages.txt.
 
-.PHONY: build help setup demo abx play docs dist soak test bench sanitize debug fuzz format lint lines clean
+.PHONY: build help setup demo abx play docs dist soak test test-stage bench sanitize debug fuzz format lint lines clean
 .NOTPARALLEL:
 
 need = @tools/setup.sh
@@ -21,7 +21,7 @@ build: ## builds the Linux and the 32-bit Windows library
 	@$(call make,win32,library)
 
 help: ## prints this list
-	@awk -F ':.*## ' '/^[a-z]+:.*## / { printf "  make %-10s %s\n", $$1, $$2 }' Makefile
+	@awk -F ':.*## ' '/^[a-z-]+:.*## / { printf "  make %-10s %s\n", $$1, $$2 }' Makefile
 
 setup: ## installs what all of this needs (Debian 12)
 	$(need)
@@ -68,6 +68,12 @@ test: ## runs every test natively and, under Wine, on both Windows builds
 	@$(call test,linux-release)
 	@$(call test,win32-release)
 	@$(call test,win64-release)
+
+test-stage: ## checks the JavaScript of web/ and tests the engine and its package in Debian's Chromium
+	$(need) linux wasm browser tests kalrender
+	@$(call make,wasm-release)
+	@$(call make,linux-release,stage)
+	@tests/web/run.sh
 
 bench: ## measures scenes, beside another renderer, and every kernel, in build/bench; BRIEF=1 only runs them, ONLY="busy latency" those
 	$(need) linux windows bench

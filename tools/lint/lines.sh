@@ -3,7 +3,7 @@
 # tests/ and in the tests of tools. Fails when that is more than a third.
 set -eu
 cd "$(dirname "$0")/../.."
-languages="C,C++,C/C++ Header,Assembly,CMake,make,Python,Bourne Shell,Bourne Again Shell"
+languages="C,C++,C/C++ Header,Assembly,CMake,make,Python,Bourne Shell,Bourne Again Shell,JavaScript,TypeScript,HTML,CSS"
 tests='^tests/|^tools/.*([Tt]ests?/|[Tt]est\.|test_)'
 
 # lines_in: the lines of code in the files that are listed on the input.
