@@ -1,7 +1,7 @@
 #include "tools/kalhrtf/Commands.h"
 #include "tools/kalhrtf/Import.h"
 #include "tools/support/Cli.h"
-#include "tools/support/Files.h"
+#include "tools/support/PendingFile.h"
 
 #include <map>
 #include <memory>
@@ -44,7 +44,7 @@ void AddImport(CLI::App& app)
     static const std::map<std::string, Side> sides = {
         {"right", Side::Right}, {"left", Side::Left}, {"mean", Side::Mean}};
     command->add_option("--side", settings.side, "half of the head to take: right, left or mean [right]")
-        ->transform(CLI::CheckedTransformer(sides).description(""))
+        ->transform(CLI::CheckedTransformer(sides).description("{right,left,mean}"))
         ->type_name("SIDE");
     command->add_option("--timbre", arguments->timbre, "a set whose mean spectrum the new one takes on");
     command->add_flag("--json", arguments->asJson, "report in JSON");

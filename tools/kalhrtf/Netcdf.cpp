@@ -4,6 +4,7 @@
 
 #include <netcdf.h>
 #include <netcdf_mem.h>
+#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <cmath>
@@ -17,6 +18,16 @@ constexpr std::size_t kLongestText = 1 << 16;
 [[noreturn]] void Fail(const std::string& sentence)
 {
     throw tools::Failure(sentence);
+}
+
+// Text that a terminal and JSON take, whatever stands in the file.
+std::string Printable(const std::string& text)
+{
+    using nlohmann::json;
+    std::string valid = json::parse(json(text).dump(-1, ' ', false, json::error_handler_t::replace));
+    std::replace_if(
+        valid.begin(), valid.end(), [](unsigned char c) { return c < ' ' || c == 127; }, '?');
+    return valid;
 }
 
 } // namespace
@@ -90,7 +101,7 @@ std::string NetcdfFile::Text(const char* variable, const char* attribute) const
         nc_free_string(1, &only);
     }
     text.resize(std::min(text.size(), text.find('\0'))); // some writers count the end
-    return text;
+    return Printable(text);
 }
 
 } // namespace kal::hrtf

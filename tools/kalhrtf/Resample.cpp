@@ -1,7 +1,7 @@
 #include "tools/kalhrtf/Commands.h"
 #include "tools/kalhrtf/Import.h"
 #include "tools/support/Cli.h"
-#include "tools/support/Files.h"
+#include "tools/support/PendingFile.h"
 
 #include <algorithm>
 #include <bit>

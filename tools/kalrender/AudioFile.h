@@ -1,7 +1,9 @@
 #pragma once
 
-#include "OutputFile.h"
+#include "tools/support/PendingFile.h"
 
+#include <cstdio>
+#include <memory>
 #include <sndfile.hh>
 #include <string>
 #include <vector>
@@ -19,21 +21,30 @@ class AudioFile {
 public:
     /// @throws std::runtime_error if it cannot be made, or the format cannot hold such sound
     AudioFile(const std::string& path, const AudioFormat& format);
+    ~AudioFile();
 
     /// @throws std::runtime_error
     void Write(const float* frames, int numFrames);
 
-    /// Nothing more will be written.
-    void Close() { sound = SndfileHandle(); }
+    /// Nothing more will be written. @throws std::runtime_error
+    void Close();
 
-    /// Lets the file appear. @throws std::runtime_error
-    void Commit();
+    /// Lets the file appear, once it is closed. @throws std::runtime_error
+    void Commit() { file.Commit(); }
 
 private:
+    struct Sink;
+
+    void WriteChunk();
+    [[noreturn]] void Fail() const;
+
     std::string name;
-    OutputFile file;
+    AudioFormat format;
+    kal::tools::PendingFile file;
+    std::unique_ptr<Sink> sink;
     int bits; ///< of a sample; 0: floats
     SndfileHandle sound;
+    std::vector<float> chunk; ///< frames that are yet to be written
     std::vector<int> whole;
 };
 

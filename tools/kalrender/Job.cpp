@@ -5,22 +5,26 @@
 #include "Meter.h"
 #include "Player.h"
 #include "Plot.h"
+#include "Progress.h"
 #include "SoundFile.h"
-#include "Terminal.h"
 #include "tools/scene/Renderer.h"
 #include "tools/scene/SceneReader.h"
+#include "tools/support/Cli.h"
+#include "tools/support/Files.h"
+#include "tools/support/PendingFile.h"
+#include "tools/support/Terminal.h"
 
 #include <chrono>
 #include <cstdio>
 #include <deque>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <optional>
 
 namespace kalrender {
 
 namespace fs = std::filesystem;
+using kal::tools::PendingFile;
+using kal::tools::Terminal;
 
 namespace {
 
@@ -31,14 +35,6 @@ using CancelledTest = std::function<bool()>;
 double SecondsSince(Clock::time_point start)
 {
     return std::chrono::duration<double>(Clock::now() - start).count();
-}
-
-std::vector<unsigned char> ReadHrtf(const std::string& path)
-{
-    std::ifstream file(path, std::ios::binary);
-    std::vector<unsigned char> bytes((std::istreambuf_iterator<char>(file)), {});
-    if (!file || bytes.empty()) throw std::runtime_error(path + ": there is no such file, or it cannot be read");
-    return bytes;
 }
 
 AudioFormat FormatOf(const Options& options, const std::string& output)
@@ -82,7 +78,9 @@ public:
     Job(const Options& o, std::string path, const CancelledTest& cancelled)
         : options(o), scenePath(std::move(path)), isCancelled(cancelled), output(OutputOf(o, scenePath))
     {
-        if (!options.hrtf.empty()) hrtf = ReadHrtf(options.hrtf);
+        if (options.hrtf.empty()) return;
+        hrtf = kal::tools::ReadFile(options.hrtf);
+        if (hrtf.empty()) throw kal::tools::Failure(options.hrtf + " is empty.");
     }
 
     void Run(std::vector<std::string>& files)
@@ -94,14 +92,15 @@ public:
         Meter meter(options.samplingRate);
         std::optional<AudioFile> mix;
         if (!output.empty()) mix.emplace(output, FormatOf(options, output));
-        std::optional<OutputFile> report;
+        std::optional<PendingFile> report;
         if (!options.report.empty()) report.emplace(options.report);
         std::optional<Plot> plot;
         if (!options.plot.empty()) plot.emplace(options.plot, *scene);
         RenderMix(scene, meter, mix, plot);
+        if (mix) mix->Close();
         std::deque<AudioFile> stems = options.stems ? RenderStems(scene, meter.NumFrames()) : std::deque<AudioFile>();
 
-        if (report) std::ofstream(report->TemporaryPath()) << Report(meter).dump(2) << '\n';
+        if (report) report->Write(Report(meter).dump(2, ' ', false, nlohmann::json::error_handler_t::replace) + "\n");
         if (plot) plot->Draw();
         if (mix) mix->Commit();
         for (AudioFile& stem : stems) stem.Commit();
@@ -125,7 +124,8 @@ private:
     {
         std::optional<kalscene::Renderer> renderer;
         try {
-            renderer.emplace(scene, kalscene::RenderParam{options.numThreads, hrtf, only});
+            const auto* bytes = reinterpret_cast<const unsigned char*>(hrtf.data());
+            renderer.emplace(scene, kalscene::RenderParam{options.numThreads, {bytes, hrtf.size()}, only});
         } catch (const std::exception& error) {
             if (hrtf.empty()) throw;
             throw std::runtime_error(options.hrtf + ": " + error.what());
@@ -208,7 +208,7 @@ private:
     std::string scenePath;
     const CancelledTest& isCancelled;
     std::string output;
-    std::vector<unsigned char> hrtf;
+    std::string hrtf; ///< the bytes of a data set; empty: the one built in
     kalscene::Statistics statistics;
     double renderSeconds = 0.0, mixSeconds = 0.0;
 };

@@ -9,16 +9,13 @@ namespace kalrender {
 
 namespace {
 
-const char* const kExamples = R"(Examples:
-  kalrender scenes/walk.json -o walk.wav            a scene to a WAV file of 32-bit floats
-  kalrender scenes/walk.json -o walk.flac -r 96000  24 bits, at 96 kHz
-  kalrender scenes/walk.json --bits 16 -o - | aplay through a pipe
-  kalrender scenes/orchestra.json --stems -o mix.wav --report mix.json --plot mix.png
-  kalrender scenes/*.json -o rendered/ --jobs 4     many scenes, four at a time
-  kalrender scenes/walk.json --play --watch         hear it, and again whenever it changes
-
-Exit status: 0 if all went well, 1 if a scene, a sound or an output is at fault (nothing is written for such a scene),
-2 if the command line is.)";
+const char* const kExamples =
+    R"(kalrender scenes/walk.json -o walk.wav            a scene to a WAV file of 32-bit floats
+kalrender scenes/walk.json -o walk.flac -r 96000  24 bits, at 96 kHz
+kalrender scenes/walk.json --bits 16 -o - | aplay through a pipe
+kalrender scenes/orchestra.json --stems -o mix.wav --report mix.json --plot mix.png
+kalrender scenes/*.json -o rendered/ --jobs 4     many scenes, four at a time
+kalrender scenes/walk.json --play --watch         hear it, and again whenever it changes)";
 
 std::vector<std::string> KernelNames()
 {
@@ -31,12 +28,8 @@ std::vector<std::string> KernelNames()
 
 void Define(CLI::App& app, Options& o)
 {
-    app.name("kalrender");
-    app.description("Renders scenes of sounds around a listener to sound files, exactly: every event takes effect at "
-                    "its own frame, and every run gives the same file.");
+    app.description("renders scenes of sounds around a listener to sound files, the same in every run");
     app.footer(kExamples);
-    app.set_version_flag("--version", "kalrender " KAL_VERSION, "Print the version and exit");
-    app.set_help_flag("-h,--help", "Print this help and exit");
     app.option_defaults()->take_last();
 
     app.add_option("SCENE", o.scenes, "Scene files (JSON)")->type_name("FILE")->take_all();
@@ -74,8 +67,6 @@ void Define(CLI::App& app, Options& o)
     app.add_flag("--watch", o.watch, "Render again whenever the scene or one of its sounds changes, until interrupted");
     app.add_flag("--progress", o.progress, "Show a line a second also when this is no terminal");
     app.add_flag("-q,--quiet", o.quiet, "Say nothing but what is wrong");
-    app.add_flag("--print-manual", o.printManual)->group("");
-    app.add_flag("--print-completion", o.printCompletion)->group("");
 }
 
 void CheckTogether(const Options& o)
@@ -99,6 +90,7 @@ void CheckTogether(const Options& o)
     if (!o.output.empty() && !isFolder) refuse("--output: several scenes need a folder, ending in /");
     if (o.play || o.watch) refuse("--play and --watch take one scene");
     if (!o.report.empty() || !o.plot.empty()) refuse("--report and --plot take one scene");
+    if (o.hrtf == "-") refuse("--hrtf - takes one scene");
     std::set<std::string> names;
     for (const std::string& scene : o.scenes)
         if (!names.insert(std::filesystem::path(scene).stem().string()).second)

@@ -6,9 +6,6 @@
 
 namespace kalrender {
 
-/// Exit codes.
-enum { kDone = 0, kBadInput = 1, kBadUsage = 2 };
-
 /// What the command line asks for.
 struct Options {
     std::vector<std::string> scenes;
@@ -23,10 +20,9 @@ struct Options {
     std::string kernels; ///< name of an instruction set; empty: the widest
     std::string report, plot;
     bool stems = false, progress = false, quiet = false, play = false, watch = false;
-    bool printManual = false, printCompletion = false;
 };
 
-/// The command line's definition, filling `options`: what --help, the manual and the completion are made of.
+/// The command line's definition, filling `options`: what --help, the manual page and the completion are made of.
 void Define(CLI::App& app, Options& options);
 
 /// Throws CLI::ValidationError for options that do not go together, which only all of them can tell.

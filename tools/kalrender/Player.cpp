@@ -1,6 +1,6 @@
 #include "Player.h"
 
-#include "Terminal.h"
+#include "tools/support/Terminal.h"
 
 #include <SDL2/SDL.h>
 #include <algorithm>
@@ -9,6 +9,8 @@
 #include <string>
 
 namespace kalrender {
+
+using kal::tools::Terminal;
 
 namespace {
 

@@ -165,8 +165,7 @@ void Plot::Draw()
         std::getline(log, text);
         throw std::runtime_error("gnuplot cannot draw the plot: " + text);
     }
-    std::filesystem::copy_file(folder / "picture", file.TemporaryPath(),
-                               std::filesystem::copy_options::overwrite_existing);
+    std::filesystem::copy_file(folder / "picture", file.Path(), std::filesystem::copy_options::overwrite_existing);
 }
 
 } // namespace kalrender

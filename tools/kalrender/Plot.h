@@ -1,7 +1,7 @@
 #pragma once
 
-#include "OutputFile.h"
 #include "tools/scene/Renderer.h"
+#include "tools/support/PendingFile.h"
 
 #include <cstdint>
 #include <filesystem>
@@ -14,7 +14,7 @@ namespace kalrender {
 /// polyphony.
 class Plot {
 public:
-    /// @param path .png or .svg  @throws std::runtime_error if it cannot be written
+    /// @param path .png or .svg  @throws kal::tools::Failure if it cannot be written
     Plot(const std::string& path, const kalscene::Scene& scene);
     ~Plot();
 
@@ -39,7 +39,7 @@ private:
     void WriteSpectrogram() const;
     void WriteVoices() const;
 
-    OutputFile file;
+    kal::tools::PendingFile file;
     std::string terminal;
     const kalscene::Scene& scene;
     std::filesystem::path folder; ///< of what gnuplot reads

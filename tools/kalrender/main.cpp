@@ -2,16 +2,15 @@
 
 #include "Job.h"
 #include "Kal/QFFT/CpuFeature.h"
-#include "Manual.h"
 #include "Options.h"
-#include "Terminal.h"
 #include "Watcher.h"
 #include "tools/scene/SceneReader.h"
+#include "tools/support/Cli.h"
 
 #include <atomic>
 #include <csignal>
 #include <exception>
-#include <iostream>
+#include <memory>
 #include <thread>
 
 namespace kalrender {
@@ -27,7 +26,7 @@ void Interrupt(int)
 
 void PrintFault(const std::string& text)
 {
-    Terminal::Print(Terminal::Coloured("31", "kalrender:") + " " + text);
+    kal::tools::PrintFault("kalrender", text);
 }
 
 /// @returns whether it could be rendered; says what is wrong otherwise
@@ -47,7 +46,7 @@ bool Render(const Options& options, const std::string& scene, const std::functio
     return false;
 }
 
-int RenderAll(const Options& options)
+bool RenderAll(const Options& options)
 {
     std::atomic<std::size_t> next = 0;
     std::atomic<bool> isGood = true;
@@ -63,10 +62,10 @@ int RenderAll(const Options& options)
         others.emplace_back(work);
     work();
     for (std::thread& thread : others) thread.join();
-    return isGood && !isInterrupted ? kDone : kBadInput;
+    return isGood && !isInterrupted;
 }
 
-int Watch(const Options& options)
+void Watch(const Options& options)
 {
     Watcher watcher;
     std::vector<std::string> files = options.scenes;
@@ -78,34 +77,28 @@ int Watch(const Options& options)
         watcher.Observe(files);
         while (!isInterrupted && !watcher.HasChanged()) std::this_thread::sleep_for(std::chrono::milliseconds(50));
     }
-    return kDone;
 }
 
-int Main(int argc, char** argv)
+void Work(const Options& options)
 {
-    CLI::App app;
-    Options options;
-    Define(app, options);
-    try {
-        app.parse(argc, argv);
-        if (options.printManual || options.printCompletion) {
-            std::cout << (options.printManual ? ManualPage(app) : BashCompletion(app));
-            return kDone;
-        }
-        CheckTogether(options);
-    } catch (const CLI::Success& request) { // --help, --version
-        return app.exit(request);
-    } catch (const CLI::ParseError& error) {
-        PrintFault(std::string(error.what()) + "\nkalrender --help tells what there is.");
-        return kBadUsage;
-    }
+    CheckTogether(options);
     for (const auto set : qfft::cpu::UsableInstructionSets())
         if (options.kernels == qfft::cpu::NameOf(set)) qfft::cpu::SelectInstructionSet(set);
 
     struct sigaction action = {};
     action.sa_handler = Interrupt;
-    for (const int signal : {SIGINT, SIGTERM}) sigaction(signal, &action, nullptr);
-    return options.watch ? Watch(options) : RenderAll(options);
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) sigaction(signal, &action, nullptr);
+    if (options.watch)
+        Watch(options);
+    else if (!RenderAll(options))
+        throw CLI::RuntimeError(1);
+}
+
+void Describe(CLI::App& app)
+{
+    const auto options = std::make_shared<Options>();
+    Define(app, *options);
+    app.callback([options] { Work(*options); });
 }
 
 } // namespace
@@ -113,9 +106,6 @@ int Main(int argc, char** argv)
 } // namespace kalrender
 
 int main(int argc, char** argv)
-try {
-    return kalrender::Main(argc, argv);
-} catch (const std::exception& error) {
-    std::cerr << "kalrender: " << error.what() << '\n';
-    return kalrender::kBadInput;
+{
+    return kal::tools::Run(argc, argv, "kalrender", kalrender::Describe);
 }

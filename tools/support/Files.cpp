@@ -2,87 +2,56 @@
 
 #include "tools/support/Cli.h"
 
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <cerrno>
-#include <cstdio>
-#include <cstdlib>
-#include <memory>
 #include <system_error>
+#include <utility>
 
 namespace kal::tools {
-namespace {
 
-struct Close {
-    void operator()(std::FILE* file) const { std::fclose(file); }
-};
-using File = std::unique_ptr<std::FILE, Close>;
-
-[[noreturn]] void Fail(const std::string& path, const char* what)
+Stream::Stream(const std::string& path, Way direction) : name(path), way(direction), isStandard(path == "-")
 {
-    throw Failure(path + " cannot be " + what + ": " + std::system_category().message(errno) + ".");
+    const bool reads = way == Way::Read;
+    file = isStandard ? reads ? stdin : stdout : std::fopen(path.c_str(), reads ? "rb" : "wb");
+    if (isStandard) name = reads ? "Standard input" : "Standard output";
+    if (!file) Fail();
 }
 
-void Write(std::FILE* file, std::string_view bytes, const std::string& path)
+Stream::~Stream()
 {
-    if (std::fwrite(bytes.data(), 1, bytes.size(), file) != bytes.size() || std::fflush(file) != 0)
-        Fail(path, "written");
+    if (!isStandard && file) std::fclose(file);
 }
 
-} // namespace
+std::string_view Stream::Read()
+{
+    const std::size_t count = std::fread(buffer, 1, sizeof buffer, file);
+    if (std::ferror(file)) Fail();
+    return {buffer, count};
+}
+
+void Stream::Write(std::string_view bytes)
+{
+    if (std::fwrite(bytes.data(), 1, bytes.size(), file) != bytes.size()) Fail();
+}
+
+void Stream::Finish()
+{
+    if (std::fflush(file) != 0) Fail();
+    if (isStandard) return;
+    if (std::fclose(std::exchange(file, nullptr)) != 0) Fail();
+}
+
+void Stream::Fail() const
+{
+    throw Failure(name + " cannot be " + (way == Way::Read ? "read: " : "written: ") +
+                  std::system_category().message(errno) + ".");
+}
 
 std::string ReadFile(const std::string& path)
 {
-    const File opened(path == "-" ? nullptr : std::fopen(path.c_str(), "rb"));
-    std::FILE* file = path == "-" ? stdin : opened.get();
-    if (!file) Fail(path, "read");
+    Stream file(path, Stream::Way::Read);
     std::string bytes;
-    char some[1 << 16];
-    while (const std::size_t count = std::fread(some, 1, sizeof some, file)) bytes.append(some, count);
-    if (std::ferror(file)) Fail(path == "-" ? "Standard input" : path, "read");
+    for (std::string_view some = file.Read(); !some.empty(); some = file.Read()) bytes += some;
     return bytes;
-}
-
-PendingFile::PendingFile(const std::string& name) : target(name), path(name)
-{
-    struct stat status {};
-    if (stat(name.c_str(), &status) == 0 && !S_ISREG(status.st_mode)) {
-        if (S_ISDIR(status.st_mode)) throw Failure(name + " cannot be written: it is a folder.");
-        return;
-    }
-    path += ".XXXXXX";
-    const int descriptor = mkstemp(path.data());
-    if (descriptor < 0) Fail(target, "written");
-    isTemporary = true;
-    const mode_t mask = umask(0); // there is no other way to ask for it
-    umask(mask);
-    fchmod(descriptor, 0666 & ~mask);
-    close(descriptor);
-}
-
-PendingFile::~PendingFile()
-{
-    if (isTemporary) unlink(path.c_str());
-}
-
-void PendingFile::Commit()
-{
-    if (!isTemporary) return;
-    if (std::rename(path.c_str(), target.c_str()) != 0) Fail(target, "written");
-    isTemporary = false;
-}
-
-void WriteFile(const std::string& path, std::string_view bytes)
-{
-    if (path == "-") return Write(stdout, bytes, "Standard output");
-    PendingFile pending(path);
-    {
-        const File file(std::fopen(pending.Path().c_str(), "wb"));
-        if (!file) Fail(path, "written");
-        Write(file.get(), bytes, path);
-    }
-    pending.Commit();
 }
 
 } // namespace kal::tools

@@ -1,36 +1,42 @@
 #pragma once
 
+#include <cstdio>
 #include <string>
 #include <string_view>
 
 namespace kal::tools {
 
+/// A file that is read or written from its beginning; for "-", standard input or output. Everything throws Failure
+/// "PATH cannot be read: reason." or the like.
+class Stream {
+public:
+    enum class Way { Read, Write };
+
+    Stream(const std::string& path, Way direction);
+    ~Stream();
+    Stream(const Stream&) = delete;
+    Stream& operator=(const Stream&) = delete;
+
+    /// Some more bytes, none at the end. They stay until the next call.
+    std::string_view Read();
+
+    void Write(std::string_view bytes);
+
+    /// Nothing more is written; what was has arrived.
+    void Finish();
+
+private:
+    [[noreturn]] void Fail() const;
+
+    std::string name;
+    Way way;
+    std::FILE* file;
+    bool isStandard;
+    char buffer[1 << 16];
+};
+
 /// All bytes of a file, or of standard input for "-".
 /// @throws Failure "PATH cannot be read: reason."
 std::string ReadFile(const std::string& path);
-
-/// A file in the making: what is written to Path() appears under its own name with Commit, and never if that is not
-/// reached. What is no ordinary file, such as a device, is written straight away.
-class PendingFile {
-public:
-    /// @throws Failure "PATH cannot be written: reason."
-    explicit PendingFile(const std::string& target);
-    ~PendingFile();
-    PendingFile(const PendingFile&) = delete;
-    PendingFile& operator=(const PendingFile&) = delete;
-
-    const std::string& Path() const { return path; }
-
-    /// @throws Failure as the constructor does
-    void Commit();
-
-private:
-    std::string target, path;
-    bool isTemporary = false;
-};
-
-/// Writes a whole file, or to standard output for "-". The file appears when all of it is there.
-/// @throws Failure "PATH cannot be written: reason."
-void WriteFile(const std::string& path, std::string_view bytes);
 
 } // namespace kal::tools
