@@ -14,6 +14,6 @@ end = 15.75
 slope(t, start, rt60) = t < end ? NaN : start - 60 * (t - end) / rt60
 plot folder."/dry/linux.levels" using 1:(both($2, $3)) with lines lw 2 lc 1 title "dry", \
     folder."/small/linux.levels" using 1:(both($2, $3)) with lines lw 2 lc 2 title "small", \
-    slope(x, -64, 1.2) with lines dt 2 lc 2 title "rt60 asked for: 1.2 s", \
+    slope(x, -46, 1.2) with lines dt 2 lc 2 title "rt60 asked for: 1.2 s", \
     folder."/hall/linux.levels" using 1:(both($2, $3)) with lines lw 2 lc 3 title "hall", \
-    slope(x, -61, 2.6) with lines dt 2 lc 3 title "rt60 asked for: 2.6 s"
+    slope(x, -39, 2.6) with lines dt 2 lc 3 title "rt60 asked for: 2.6 s"

@@ -1,13 +1,10 @@
-// The demo's dealings with WAV files, on Linux only; the host itself reads and writes raw samples.
+// The demo's dealings with WAV files, on Linux only; the host itself writes raw samples.
 //
-//     demo_wav import SOUNDS FILE.wav ...    raw samples of mono recordings, and the index that demo_host reads
-//     demo_wav export RUN                    RUN.f32 to RUN.wav, and RUN.levels: seconds, left and right level in dB
-//     demo_wav compare RUN RUN               how far the second run is from the first, dB relative to the sound
-
-#include "scene.h"
+//     demo_wav export RUN         RUN.f32 to RUN.wav, and RUN.levels: seconds, left and right level in dB
+//     demo_wav compare RUN RUN    how far the second run is from the first, dB relative to the sound
 
 #include <algorithm>
-#include <cstdint>
+#include <cmath>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -21,14 +18,11 @@ namespace {
 using Arguments = std::vector<std::string>;
 namespace fs = std::filesystem;
 
+constexpr int kSamplingRate = 48000; // of what demo_host and scene_raw write
+
 double Decibels(double ratio)
 {
     return 10.0 * std::log10(std::max(ratio, 1e-12));
-}
-
-void Check(const SndfileHandle& file, const std::string& path)
-{
-    if (file.error() != 0) throw std::runtime_error(path + ": " + file.strError());
 }
 
 std::vector<float> ReadRaw(const std::string& run)
@@ -39,28 +33,10 @@ std::vector<float> ReadRaw(const std::string& run)
     return samples;
 }
 
-void Import(const std::string& folder, const Arguments& paths)
-{
-    fs::create_directories(folder);
-    std::ofstream index(folder + "/index");
-    for (const std::string& path : paths) {
-        SndfileHandle file(path);
-        Check(file, path);
-        if (file.channels() != 1) throw std::runtime_error(path + ": not mono");
-        std::vector<std::int16_t> samples(static_cast<std::size_t>(file.frames()));
-        file.readf(samples.data(), file.frames());
-        const std::string name = fs::path(path).stem();
-        std::ofstream(folder + "/" + name + ".s16", std::ios::binary)
-            .write(reinterpret_cast<const char*>(samples.data()), std::streamsize{2} * file.frames());
-        index << name << ' ' << file.samplerate() << ' ' << file.frames() << '\n';
-    }
-    if (!index) throw std::runtime_error("cannot write to " + folder);
-}
-
 void Export(const std::string& run)
 {
     const std::vector<float> mix = ReadRaw(run);
-    SndfileHandle wav(run + ".wav", SFM_WRITE, SF_FORMAT_WAV | SF_FORMAT_PCM_16, 2, scene::kSamplingRate);
+    SndfileHandle wav(run + ".wav", SFM_WRITE, SF_FORMAT_WAV | SF_FORMAT_PCM_16, 2, kSamplingRate);
     if (wav.write(mix.data(), static_cast<sf_count_t>(mix.size())) != static_cast<sf_count_t>(mix.size()))
         throw std::runtime_error(run + ".wav: " + wav.strError());
 
@@ -69,7 +45,7 @@ void Export(const std::string& run)
     for (std::size_t start = 0; start + kWindow <= mix.size() / 2; start += kWindow) {
         double energy[2] = {0.0, 0.0};
         for (std::size_t i = 2 * start; i < 2 * (start + kWindow); ++i) energy[i % 2] += double{mix[i]} * mix[i];
-        levels << double(start) / scene::kSamplingRate << ' ' << Decibels(energy[0] / kWindow) << ' '
+        levels << double(start) / kSamplingRate << ' ' << Decibels(energy[0] / kWindow) << ' '
                << Decibels(energy[1] / kWindow) << '\n';
     }
     if (!levels) throw std::runtime_error("cannot write " + run + ".levels");
@@ -93,14 +69,12 @@ int main(int argc, char** argv)
 try {
     const Arguments arguments(argv + 1, argv + argc);
     const std::string command = arguments.empty() ? "" : arguments[0];
-    if (command == "import" && arguments.size() > 2)
-        Import(arguments[1], Arguments(arguments.begin() + 2, arguments.end()));
-    else if (command == "export" && arguments.size() == 2)
+    if (command == "export" && arguments.size() == 2)
         Export(arguments[1]);
     else if (command == "compare" && arguments.size() == 3)
         Compare(arguments[1], arguments[2]);
     else
-        throw std::runtime_error("usage: demo_wav import SOUNDS FILE.wav ... | export RUN | compare RUN RUN");
+        throw std::runtime_error("usage: demo_wav export RUN | compare RUN RUN");
     return 0;
 } catch (const std::exception& error) {
     std::fprintf(stderr, "demo_wav: %s\n", error.what());

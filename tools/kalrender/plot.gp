@@ -1,5 +1,6 @@
 # What kalrender --plot draws. Before it stand: folder, duration, lowest, numSounds, and the terminal.
 set output folder."/picture"
+stats folder."/polyphony" using 2 nooutput
 set multiplot layout 6, 1 margins 0.08, 0.9, 0.04, 0.985 spacing 0.028
 set grid
 set xrange [0:duration]
@@ -41,7 +42,7 @@ plot folder."/directions" using 1:3:4 with points pt 7 ps 0.3 lc palette notitle
 
 set ylabel "voices"
 set yrange [0:*]
-set ytics auto
+set ytics floor(STATS_max / 6.0) + 1
 set format x "%g"
 set xlabel "seconds"
 plot folder."/polyphony" using 1:2 with steps lw 2 lc "#404040" notitle

@@ -2,6 +2,8 @@
 
 #include "Curve.h"
 #include "Kal/Base/KalTypes.h"
+#include "include/KALMarble.h"
+#include "libkalmarble/Listener.h"
 
 #include <cstdint>
 #include <limits>
@@ -71,5 +73,12 @@ struct Scene {
     std::vector<Sound> sounds;
     std::vector<std::string> files; ///< that it was read from, but for the scene itself
 };
+
+kal::Vector3 ToVector(const Curve<3>::Value& value);
+
+/// Where the scene's listener is and looks.
+kalmarble::Listener ListenerAt(const Scene& scene, std::int64_t frame);
+
+KalReverbParam RoomAt(const Scene& scene, std::int64_t frame);
 
 } // namespace kalscene
