@@ -42,7 +42,8 @@ plot folder."/directions" using 1:3:4 with points pt 7 ps 0.3 lc palette notitle
 
 set ylabel "voices"
 set yrange [0:*]
-set ytics floor(STATS_max / 6.0) + 1
+set ytics 1
+if (STATS_max > 6) set ytics autofreq
 set format x "%g"
 set xlabel "seconds"
 plot folder."/polyphony" using 1:2 with steps lw 2 lc "#404040" notitle
