@@ -70,16 +70,33 @@ void Lowpass(benchmark::State& state)
 }
 BENCHMARK(Lowpass)->DenseRange(0, 2);
 
-void SmoothedGain(benchmark::State& state, decltype(kernels::Table::addSmoothed) kernels::Table::*kernel)
+void AddSmoothed(benchmark::State& state)
 {
     auto to = Noise(kFrames), from = Noise(kFrames);
     Measure(state, 0, kFrames, [&](const kernels::Table& table) {
         float gain = 0.5f;
-        (table.*kernel)(to.data(), from.data(), kFrames, &gain, 1e-3f);
+        table.addSmoothed(to.data(), from.data(), kFrames, &gain, 1e-3f);
     });
 }
-BENCHMARK_CAPTURE(SmoothedGain, Add, &kernels::Table::addSmoothed)->DenseRange(0, 2);
-BENCHMARK_CAPTURE(SmoothedGain, Scale, &kernels::Table::scaleSmoothed)->DenseRange(0, 2);
+BENCHMARK(AddSmoothed)->DenseRange(0, 2);
+
+void ScaleSmoothed(benchmark::State& state)
+{
+    auto to = Noise(kFrames), sum = Noise(kFrames), from = Noise(kFrames);
+    Measure(state, 0, kFrames, [&](const kernels::Table& table) {
+        float gain = 0.5f;
+        table.scaleSmoothed(to.data(), sum.data(), from.data(), kFrames, &gain, 1e-3f);
+    });
+}
+BENCHMARK(ScaleSmoothed)->DenseRange(0, 2);
+
+void AddFaded(benchmark::State& state)
+{
+    auto to = Noise(kFrames), from = Noise(kFrames);
+    Measure(state, 0, kFrames,
+            [&](const kernels::Table& table) { table.addFaded(to.data(), from.data(), kFrames, 0.0f, 0x1p-8f); });
+}
+BENCHMARK(AddFaded)->DenseRange(0, 2);
 
 void Network(benchmark::State& state)
 {

@@ -51,10 +51,13 @@ struct Table {
     /// y[n] = y[n-1] + coef (x[n] - y[n-1]) in place; *state is y before the first frame and after the last.
     void (*lowpass)(float* frames, int numFrames, float coef, float* state);
 
-    /// to[n] += g[n] from[n] and to[n] = g[n] from[n], with a smoothed gain (kGainStep) that starts at *gain, moves
-    /// towards the target with each frame and is left in *gain.
+    /// to[n] += g[n] from[n], or to[n] = g[n] from[n] and sum[n] += to[n], with a smoothed gain (kGainStep) that starts
+    /// at *gain, moves towards the target with each frame and is left in *gain.
     void (*addSmoothed)(float* to, const float* from, int numFrames, float* gain, float target);
-    void (*scaleSmoothed)(float* to, const float* from, int numFrames, float* gain, float target);
+    void (*scaleSmoothed)(float* to, float* sum, const float* from, int numFrames, float* gain, float target);
+
+    /// to[n] += (gain + n step) from[n]. All of these gains are exact in float.
+    void (*addFaded)(float* to, const float* from, int numFrames, float gain, float step);
 
     void (*twiddlePairs)(const TwiddlePairs& pairs);
 

@@ -11,6 +11,7 @@ constexpr Table kLanes8Table{kNumLanes<Float8>,
                              Lowpass<Float8>,
                              AddSmoothed<Float8>,
                              ScaleSmoothed<Float8>,
+                             AddFaded<Float8>,
                              ApplyTwiddlePairs<Float8>,
                              Deinterleave<Float8>,
                              AddProducts<Float8>};

@@ -46,9 +46,14 @@ void AddSmoothed(float* to, const float* from, int numFrames, float* gain, float
     for (int i = 0; i < numFrames; ++i, *gain += (target - *gain) * kGainStep) to[i] += *gain * from[i];
 }
 
-void ScaleSmoothed(float* to, const float* from, int numFrames, float* gain, float target)
+void ScaleSmoothed(float* to, float* sum, const float* from, int numFrames, float* gain, float target)
 {
-    for (int i = 0; i < numFrames; ++i, *gain += (target - *gain) * kGainStep) to[i] = *gain * from[i];
+    for (int i = 0; i < numFrames; ++i, *gain += (target - *gain) * kGainStep) sum[i] += to[i] = *gain * from[i];
+}
+
+void AddFaded(float* to, const float* from, int numFrames, float gain, float step)
+{
+    for (int i = 0; i < numFrames; ++i, gain += step) to[i] += gain * from[i];
 }
 
 } // namespace
@@ -59,6 +64,7 @@ constexpr Table kGenericTable{kNumLanes<float>,
                               Lowpass,
                               AddSmoothed,
                               ScaleSmoothed,
+                              AddFaded,
                               ApplyTwiddlePairs<float>,
                               Deinterleave<float>,
                               AddProducts<float>};

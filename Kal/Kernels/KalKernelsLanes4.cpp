@@ -11,6 +11,7 @@ constexpr Table kLanes4Table{kNumLanes<Float4>,
                              Lowpass<Float4>,
                              AddSmoothed<Float4>,
                              ScaleSmoothed<Float4>,
+                             AddFaded<Float4>,
                              ApplyTwiddlePairs<Float4>,
                              Deinterleave<Float4>,
                              AddProducts<Float4>};

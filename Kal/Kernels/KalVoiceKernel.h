@@ -23,8 +23,6 @@ struct LaneTypes;
 template<>
 struct LaneTypes<Float4> {
     using Int = std::int32_t __attribute__((vector_size(16)));
-    using Short = std::int16_t __attribute__((vector_size(8)));
-    using Byte = std::uint8_t __attribute__((vector_size(4)));
     static constexpr Float4 kIndex = {0, 1, 2, 3};
 };
 
@@ -32,45 +30,9 @@ struct LaneTypes<Float4> {
 template<>
 struct LaneTypes<Float8> {
     using Int = std::int32_t __attribute__((vector_size(32)));
-    using Short = std::int16_t __attribute__((vector_size(16)));
-    using Byte = std::uint8_t __attribute__((vector_size(8)));
     static constexpr Float8 kIndex = {0, 1, 2, 3, 4, 5, 6, 7};
 };
 #endif
-
-// Neighbouring elements as numbers, still to be multiplied by ElementScale. The way over integer lanes is one
-// instruction a step; compilers take the direct one in halves.
-template<class V>
-inline V LoadElements(const std::int16_t* from)
-{
-    typename LaneTypes<V>::Short e;
-    __builtin_memcpy(&e, from, sizeof e);
-    return __builtin_convertvector(__builtin_convertvector(e, typename LaneTypes<V>::Int), V);
-}
-
-template<class V>
-inline V LoadElements(const std::uint8_t* from)
-{
-    typename LaneTypes<V>::Byte e;
-    __builtin_memcpy(&e, from, sizeof e);
-    return __builtin_convertvector(__builtin_convertvector(e, typename LaneTypes<V>::Int) - 128, V);
-}
-
-#ifdef __AVX2__
-// Compilers take eight bytes apart one by one.
-template<>
-inline Float8 LoadElements<Float8>(const std::uint8_t* from)
-{
-    const __m256i e = _mm256_cvtepu8_epi32(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(from)));
-    return __builtin_convertvector(reinterpret_cast<LaneTypes<Float8>::Int>(e) - 128, Float8);
-}
-#endif
-
-template<class V>
-inline V LoadElements(const float* from)
-{
-    return Load<V>(from);
-}
 
 inline float ElementScale(std::int16_t)
 {
@@ -132,13 +94,44 @@ inline Neighbours<V> LoadPairs(const float* from, typename LaneTypes<V>::Int ind
 template<class V>
 inline constexpr int kMaxWindows = 2;
 
-template<int windows, class Element>
-inline Float8 PermutedElements(const Element* from, LaneTypes<Float8>::Int index)
+// Neighbouring elements, widened to the lanes. Compilers take several instructions for what is one.
+inline Int8 LoadElements(const std::uint8_t* from)
 {
-    const Float8 low = Permuted(LoadElements<Float8>(from), index);
-    if constexpr (windows == 1) return low;
-    const Float8 high = Permuted(LoadElements<Float8>(from + 8), index);
-    return index < 8 ? low : high;
+    return reinterpret_cast<Int8>(_mm256_cvtepu8_epi32(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(from))));
+}
+
+inline Int8 LoadElements(const std::int16_t* from)
+{
+    return reinterpret_cast<Int8>(_mm256_cvtepi16_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(from))));
+}
+
+inline Float8 LoadElements(const float* from)
+{
+    return Load<Float8>(from);
+}
+
+// They as numbers, still to be multiplied by ElementScale.
+inline Float8 Numbers(std::uint8_t, Int8 elements)
+{
+    return __builtin_convertvector(elements - 128, Float8);
+}
+
+inline Float8 Numbers(std::int16_t, Int8 elements)
+{
+    return __builtin_convertvector(elements, Float8);
+}
+
+inline Float8 Numbers(float, Float8 elements)
+{
+    return elements;
+}
+
+template<int windows, class Element>
+inline Float8 PermutedElements(const Element* from, Int8 index)
+{
+    const auto low = Permuted(LoadElements(from), index);
+    if constexpr (windows == 1) return Numbers(Element{}, low);
+    return Numbers(Element{}, index > 7 ? Permuted(LoadElements(from + 8), index) : low);
 }
 #else
 template<class V>
@@ -159,7 +152,7 @@ inline void ResampleGroups(const Element* data, double x, double step, int numFr
         V u = Broadcast<V>(static_cast<float>(first - whole)) + steps;
         if constexpr (windows > 0) {
             const V last = Broadcast<V>(windows * kNumLanes<V> * 0x1.fffffep-1f); // rounding must not leave the window
-            u = u < last ? u : last;
+            u = Lesser(u, last);
         }
         const Int i = __builtin_convertvector(u, Int);
         const V t = u - __builtin_convertvector(i, V);
@@ -261,9 +254,25 @@ void AddSmoothed(float* to, const float* from, int numFrames, float* gain, float
 }
 
 template<class V>
-void ScaleSmoothed(float* to, const float* from, int numFrames, float* gain, float target)
+void ScaleSmoothed(float* to, float* sum, const float* from, int numFrames, float* gain, float target)
 {
-    ForSmoothedGain<V>(numFrames, gain, target, [=](int i, auto g) { Store(to + i, g * Load<decltype(g)>(from + i)); });
+    ForSmoothedGain<V>(numFrames, gain, target, [=](int i, auto g) {
+        using T = decltype(g);
+        const T scaled = g * Load<T>(from + i);
+        Store(to + i, scaled);
+        Store(sum + i, Load<T>(sum + i) + scaled);
+    });
+}
+
+template<class V>
+void AddFaded(float* to, const float* from, int numFrames, float gain, float step)
+{
+    constexpr int kLanes = kNumLanes<V>;
+    V g = gain + LaneTypes<V>::kIndex * step;
+    int i = 0;
+    for (; i + kLanes <= numFrames; i += kLanes, g += kLanes * step)
+        Store(to + i, Load<V>(to + i) + Load<V>(from + i) * g);
+    for (float last = g[0]; i < numFrames; ++i, last += step) to[i] += from[i] * last;
 }
 
 } // namespace

@@ -151,6 +151,18 @@ inline Float8 Permuted(Float8 x, Int8 index)
     return _mm256_permutevar8x32_ps(x, reinterpret_cast<__m256i>(index));
 }
 
+inline Int8 Permuted(Int8 x, Int8 index)
+{
+    return reinterpret_cast<Int8>(
+        _mm256_permutevar8x32_epi32(reinterpret_cast<__m256i>(x), reinterpret_cast<__m256i>(index)));
+}
+
+/// a where it is less than b, and b elsewhere. Compilers compare and choose.
+inline Float8 Lesser(Float8 a, Float8 b)
+{
+    return _mm256_min_ps(a, b);
+}
+
 /// The lower halves of both, and the upper ones.
 inline Pair<Float8> Halves(Float8 a, Float8 b)
 {

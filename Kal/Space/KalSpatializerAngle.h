@@ -30,9 +30,9 @@ struct Spatializer::Angle {
     {
     }
 
-    /// [render] Adds samples[i], or samples[i] (gain + i step) when there is a step, i < count, to the frames from
-    /// offset on of this block's input of a side.
-    void Add(Side side, int offset, const float* samples, int count, float gain = 0.0f, float step = 0.0f);
+    /// [render] Adds samples[i] (gain + i step), i < count, to the frames from offset on of this block's input of a
+    /// side.
+    void Add(Side side, int offset, const float* samples, int count, float gain = 1.0f, float step = 0.0f);
 
     float azimuth; ///< degrees, 0 ... 180
     ConvolverBank& bank;

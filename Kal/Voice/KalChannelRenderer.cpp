@@ -4,7 +4,6 @@
 #include "Kal/Base/KalException.h"
 #include "Kal/Base/KalInternals.h"
 #include "Kal/Kernels/KalKernels.h"
-#include "Kal/Kernels/KalVectorKernels.h"
 #include "Kal/Space/KalSpatializerSource.h"
 #include "Kal/Voice/KalPlayhead.h"
 #include "Kal/Voice/KalSampler.h"
@@ -162,8 +161,7 @@ public:
             float* const s = chunk[0];
             table.addSmoothed(&buffer.reverbSend[i], s, n, &sendGain, sendTarget);
             Filter(s, n, p.lowpassCoef, filterState);
-            table.scaleSmoothed(&buffer.scratch[i], s, n, &directGain, directTarget);
-            Accumulate(n, &buffer.lowSend[i], &buffer.scratch[i]);
+            table.scaleSmoothed(&buffer.scratch[i], &buffer.lowSend[i], s, n, &directGain, directTarget);
         });
         if (span.numFrames > 0) source->Mix(&buffer.scratch[offset], offset, span.numFrames, p.sourcePosition);
         return span.goesOn;

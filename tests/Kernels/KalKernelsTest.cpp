@@ -75,13 +75,28 @@ TEST_P(Kernels, SmoothGains)
 {
     for (const bool adds : {false, true})
         ForAll(1, 110.0, [&](int n, int offset) {
-            Line to(n, offset, 1), from(n, 3 - offset, 2);
+            Line to(n, offset, 1), sum(n, offset, 3), from(n, 3 - offset, 2);
             float gain = 0.9f;
             double g = gain;
-            (adds ? table.addSmoothed : table.scaleSmoothed)(to, from, n, &gain, -0.2f);
-            for (int i = 0; i < n; ++i, g += (-0.2f - g) * kGainStep)
-                Compare(to[i], g * from[i] + (adds ? to.Was(i) : 0.0));
+            if (adds)
+                table.addSmoothed(sum, from, n, &gain, -0.2f);
+            else
+                table.scaleSmoothed(to, sum, from, n, &gain, -0.2f);
+            for (int i = 0; i < n; ++i, g += (-0.2f - g) * kGainStep) {
+                if (!adds) Compare(to[i], g * from[i]);
+                Compare(sum[i], g * from[i] + sum.Was(i));
+            }
             Compare(gain, g);
+        });
+}
+
+TEST_P(Kernels, FadeAlongALine)
+{
+    for (const auto& [gain, step] : {std::pair(1.0f, 0.0f), {1.0f, -0x1p-7f}, {0.25f, 0x1p-7f}})
+        ForAll(1, 130.0, [&, g = gain, s = step](int n, int offset) {
+            Line to(n, offset, 1), from(n, 3 - offset, 2);
+            table.addFaded(to, from, n, g, s);
+            for (int i = 0; i < n; ++i) Compare(to[i], to.Was(i) + (double{g} + i * double{s}) * from[i]);
         });
 }
 
