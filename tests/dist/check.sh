@@ -47,18 +47,30 @@ readelf -p .comment "$linux/lib/libKALMarble.so" | grep -q "KALMarble $version" 
 [ -f "$linux/share/doc/kalmarble/html/index.html" ] || fail "no documents in the Linux archive"
 says "pkg-config and plain line: build and run"
 
-# Debian's packages. That they work means here that they lie where their files say.
+# Debian's packages, installed as dpkg does it, with this system's list of packages but into an empty place.
+debian=$here/debian
+multiarch=$(gcc -print-multiarch)
+mkdir "$debian" "$here/bin"
+cp -r /var/lib/dpkg "$here/dpkg"
+printf '#!/bin/sh\nexec /sbin/ldconfig -n "%s"\n' "$debian/usr/lib/$multiarch" >"$here/bin/ldconfig"
+chmod +x "$here/bin/ldconfig"
+dpkg_there() {
+    PATH=$here/bin:$PATH:/usr/sbin:/sbin dpkg --admindir="$here/dpkg" --instdir="$debian" --log="$here/dpkg.log" \
+        --force-not-root --force-script-chrootless --no-triggers "$@" >/dev/null
+}
+! dpkg_there -i "$dist/libkalmarble-dev_$version"_*.deb 2>/dev/null || fail "the library is not asked for"
+dpkg_there -i "$dist/libkalmarble${major}_$version"_*.deb "$dist/libkalmarble-dev_$version"_*.deb ||
+    fail "dpkg does not install the packages"
 for package in "libkalmarble$major" libkalmarble-dev; do
-    deb=$(echo "$dist/${package}_$version"_*.deb)
-    expect "the package's name" "$(dpkg-deb -f "$deb" Package)" "$package"
-    expect "the package's version" "$(dpkg-deb -f "$deb" Version)" "$version"
-    dpkg-deb -x "$deb" "$here/debian"
-    [ -f "$here/debian/usr/share/doc/$package/copyright" ] || fail "$package: no copyright"
+    expect "the installed version" "$(dpkg-query --admindir="$here/dpkg" -W -f '${Version}' "$package")" "$version"
+    [ -f "$debian/usr/share/doc/$package/copyright" ] || fail "$package: no copyright"
 done
-expect "what libkalmarble-dev needs" "$(dpkg-deb -f "$deb" Depends)" "libkalmarble$major (= $version)"
 dpkg-deb -f "$dist/libkalmarble${major}_$version"_*.deb Depends | grep -q "libc6 (>= 2" || fail "no libc6 is asked for"
-cmake_game debian -DCMAKE_PREFIX_PATH="$here/debian/usr" -DCMAKE_LIBRARY_ARCHITECTURE="$(gcc -print-multiarch)" \
-    -DEXAMPLES="$here/debian/usr/share/doc/kalmarble/examples"
+cmake_game debian_game -DCMAKE_PREFIX_PATH="$debian/usr" -DCMAKE_LIBRARY_ARCHITECTURE="$multiarch" \
+    -DEXAMPLES="$debian/usr/share/doc/kalmarble/examples"
+dpkg_there -r libkalmarble-dev "libkalmarble$major" || fail "dpkg does not remove the packages"
+expect "what is left of them" "$(find "$debian" ! -type d)" ""
+says "Debian's packages come and go"
 
 # The sources, in a game's own project.
 cmake_game add_subdirectory -DKAL_SOURCE="$root" -DEXAMPLES="$root/examples"

@@ -25,6 +25,9 @@ pack_tar() {
     (cd "$stage" && files "$1" | tar -c --owner=0 --group=0 --numeric-owner -T -) | gzip -n9 >"$dist/$1.tar.gz"
 }
 
+# pack_map LIBRARY DIRECTORY: the linker's map, without the folder that it was built in.
+pack_map() { sed "s|$PWD/||" "$1.map" >"$2/$(basename "$1").map"; }
+
 # Windows: both libraries side by side, all else once.
 windows=kalmarble-$version-windows
 symbols=kalmarble-$version-symbols
@@ -33,8 +36,8 @@ for bits in 32 64; do
     cp "build/win$bits-dist/libkalmarble/KALMarble.dll" "build/win$bits-dist/libkalmarble/libKALMarble.dll.a" \
         "$stage/$windows/win$bits"
     cp libkalmarble/Exports.def "$stage/$windows/win$bits/KALMarble.def"
-    cp "build/win$bits-dist/libkalmarble/KALMarble.dll.debug" "build/win$bits-dist/libkalmarble/KALMarble.dll.map" \
-        "$stage/$symbols/win$bits"
+    cp "build/win$bits-dist/libkalmarble/KALMarble.dll.debug" "$stage/$symbols/win$bits"
+    pack_map "build/win$bits-dist/libkalmarble/KALMarble.dll" "$stage/$symbols/win$bits"
 done
 mkdir -p "$stage/$windows/include" "$stage/$windows/examples" "$stage/$symbols/linux"
 cp include/KALMarble.h "$stage/$windows/include"
@@ -57,9 +60,8 @@ cpack -G DEB --config build/linux-dist/CPackConfig.cmake -B "$dist/packages" >"$
 mv "$dist"/packages/*.deb "$dist"
 cmake --preset linux-dist -DCMAKE_INSTALL_LIBDIR=lib >/dev/null
 
-for suffix in debug map; do
-    cp "build/linux-dist/libkalmarble/libKALMarble.so.$version.$suffix" "$stage/$symbols/linux"
-done
+cp "build/linux-dist/libkalmarble/libKALMarble.so.$version.debug" "$stage/$symbols/linux"
+pack_map "build/linux-dist/libkalmarble/libKALMarble.so.$version" "$stage/$symbols/linux"
 pack_zip "$symbols"
 
 rm -rf "$stage" "$dist/packages" "$dist/packages.log"
