@@ -1,5 +1,6 @@
 #include "Kal/KalEngine.h"
 #include "Kal/Space/KalHrtf.h"
+#include "tests/support/FloatState.h"
 #include "tests/support/Measure.h"
 #include "tests/support/TestBuffer.h"
 
@@ -8,7 +9,6 @@
 #include <algorithm>
 #include <cmath>
 #include <vector>
-#include <xmmintrin.h>
 
 namespace kal {
 namespace {
@@ -33,8 +33,8 @@ TEST(Engine, FallsSilentForGoodWithinAnHourOfChangingRooms)
         {{{0.25f, 0.001f, 0.1f, 0.0f}, {0.5f, 0.013f, 4.5f, 0.0f}, {0.5f, 0.036f, 15.0f, 0.0f}}},
         {{{0.05f, 0.001f, 0.1f, 0.0f}, {0.1f, 0.013f, 0.36f, 0.0f}, {0.1f, 0.036f, 1.2f, 0.0f}}},
         {{{0.1f, 0.001f, 0.1f, 0.1f}, {0.2f, 0.013f, 0.9f, 0.2f}, {0.2f, 0.036f, 3.0f, 0.3f}}}};
-    const unsigned callersState = _MM_ROUND_UP | _MM_MASK_MASK;
-    _mm_setcsr(callersState);
+    const test::FloatState usual = test::FloatState::OfThisThread();
+    test::kRoundingUp.Set();
 
     const int numBlocks = static_cast<int>(3600.0 * kRate / kBlock);
     const int blocksAMinute = numBlocks / 60;
@@ -46,8 +46,8 @@ TEST(Engine, FallsSilentForGoodWithinAnHourOfChangingRooms)
         float& peak = peaks[static_cast<std::size_t>(std::min(block / blocksAMinute, 59))];
         for (const float x : out) peak = std::isfinite(x) ? std::max(peak, std::fabs(x)) : INFINITY;
     }
-    EXPECT_EQ(_mm_getcsr(), callersState);
-    _mm_setcsr(0x1f80);
+    EXPECT_EQ(test::FloatState::OfThisThread(), test::kRoundingUp);
+    usual.Set();
 
     EXPECT_GT(peaks[0], 0.5f);
     EXPECT_LE(peaks[0], 1.0f);

@@ -27,7 +27,9 @@ inline void Butterflies(T* v)
 template<class T>
 inline void Hadamard16(T* v)
 {
+#pragma GCC unroll 4
     for (int i = 0; i < 4; ++i) Butterflies<4>(v + i);
+#pragma GCC unroll 4
     for (int i = 0; i < 16; i += 4) Butterflies<1>(v + i);
 }
 
@@ -45,11 +47,14 @@ void AdvanceNetwork(kernels::NetworkRun& run, int numFrames, const float* in)
 
     for (int i = 0; i < numFrames; i += kLanes) {
         V v[16];
+#pragma GCC unroll 16
         for (int k = 0; k < 16; ++k) v[k] = Load<V>(run.read[k] + i);
         Hadamard16(v);
+#pragma GCC unroll 16
         for (int g = 0; g < kGroups; ++g) {
             V* group = v + g * kLanes;
             Transpose(group);
+#pragma GCC unroll 8
             for (int frame = 0; frame < kLanes; ++frame)
                 group[frame] = damp[g] = damp[g] + (group[frame] * gain - damp[g]) * coef;
             Transpose(group);
@@ -57,6 +62,7 @@ void AdvanceNetwork(kernels::NetworkRun& run, int numFrames, const float* in)
         const V x = Load<V>(in + i);
         v[0] += x;
         v[2] -= x;
+#pragma GCC unroll 16
         for (int k = 0; k < 16; ++k) Store(run.write[k] + i, v[k]);
     }
     for (int g = 0; g < kGroups; ++g) Store(run.dampState + g * kLanes, damp[g]);

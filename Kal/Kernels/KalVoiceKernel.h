@@ -56,7 +56,8 @@ struct Neighbours {
 template<class V>
 inline Neighbours<V> LoadPairs(const std::int16_t* from, typename LaneTypes<V>::Int index)
 {
-    typename LaneTypes<V>::Int pairs;
+    typename LaneTypes<V>::Int pairs{};
+#pragma GCC unroll 8
     for (int k = 0; k < kNumLanes<V>; ++k) {
         std::int32_t pair;
         __builtin_memcpy(&pair, from + index[k], sizeof pair);
@@ -68,7 +69,8 @@ inline Neighbours<V> LoadPairs(const std::int16_t* from, typename LaneTypes<V>::
 template<class V>
 inline Neighbours<V> LoadPairs(const std::uint8_t* from, typename LaneTypes<V>::Int index)
 {
-    typename LaneTypes<V>::Int pairs;
+    typename LaneTypes<V>::Int pairs{};
+#pragma GCC unroll 8
     for (int k = 0; k < kNumLanes<V>; ++k) {
         std::uint16_t pair;
         __builtin_memcpy(&pair, from + index[k], sizeof pair);
@@ -80,7 +82,8 @@ inline Neighbours<V> LoadPairs(const std::uint8_t* from, typename LaneTypes<V>::
 template<class V>
 inline Neighbours<V> LoadPairs(const float* from, typename LaneTypes<V>::Int index)
 {
-    Neighbours<V> pairs;
+    Neighbours<V> pairs{};
+#pragma GCC unroll 8
     for (int k = 0; k < kNumLanes<V>; ++k) {
         pairs.first[k] = from[index[k]];
         pairs.second[k] = from[index[k] + 1];
@@ -184,6 +187,7 @@ inline V Powers(float x)
 {
     V powers;
     float power = 1.0f;
+#pragma GCC unroll 8
     for (int k = 0; k < kNumLanes<V>; ++k, power *= x) powers[k] = power;
     return powers;
 }
@@ -194,6 +198,7 @@ inline V StepResponse(float coef)
 {
     V response;
     float y = 0.0f;
+#pragma GCC unroll 8
     for (int k = 0; k < kNumLanes<V>; ++k) response[k] = y += (1.0f - y) * coef;
     return response;
 }

@@ -129,6 +129,7 @@ void DualBiquadFilter::ProcessCascade(std::array<DualBiquadFilter, kNumSections>
     const int count = static_cast<int>(numFrames);
     const auto read = [&](int i) { return Pair::Double2{frames[2 * i], frames[2 * i + 1]}; };
     const auto step = [&](int t, int first, int last) {
+#pragma GCC unroll 8
         for (int k = last; k > first; --k) pairs[k].Step(pairs[k - 1].y1);
         pairs[first].Step(first == 0 ? read(t) : pairs[first - 1].y1);
         if (last < kLast) return;

@@ -13,7 +13,9 @@ inline bool WideLanesPay()
     return false;
 }
 
-struct FloatControl {};
+struct FloatControl {
+    bool operator==(const FloatControl&) const = default;
+};
 
 inline constexpr FloatControl kUsualFloats, kFlushedFloats;
 

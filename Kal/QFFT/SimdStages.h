@@ -21,13 +21,16 @@ void WideStage(const Stage<float>& stage, const float* inReal, const float* inIm
         Complex<V> twiddles[radix];
         if constexpr (!isLast) {
             const float* from = stage.twiddles + 2 * (radix - 1) * p;
+#pragma GCC unroll 8
             for (unsigned j = 1; j < radix; ++j)
                 twiddles[j] = {Broadcast<V>(from[2 * j - 2]), Broadcast<V>(from[2 * j - 1])};
         }
         for (std::size_t q = 0; q < stride; q += kLanes) {
             Complex<V> x[radix];
+#pragma GCC unroll 8
             for (unsigned k = 0; k < radix; ++k) x[k] = Load<V>(inReal, inImag, q + stride * (p + k * count));
             Butterfly<float>(x);
+#pragma GCC unroll 8
             for (unsigned j = 0; j < radix; ++j)
                 Store(outReal, outImag, q + stride * (radix * p + j), isLast || j == 0 ? x[j] : x[j] * twiddles[j]);
         }
@@ -44,8 +47,10 @@ void NarrowStage(const Stage<float>& stage, const float* inReal, const float* in
     const float* twiddles = stage.twiddles;
     for (std::size_t i = 0; i < quarter; i += kLanes, twiddles += 6 * kLanes) {
         Complex<V> x[4];
+#pragma GCC unroll 8
         for (unsigned k = 0; k < 4; ++k) x[k] = Load<V>(inReal, inImag, i + k * quarter);
         Butterfly<float>(x);
+#pragma GCC unroll 8
         for (unsigned j = 1; j < 4; ++j) x[j] = x[j] * Load<V>(twiddles, twiddles + kLanes, 2 * (j - 1) * kLanes);
         V real[4] = {x[0].re, x[1].re, x[2].re, x[3].re}, imag[4] = {x[0].im, x[1].im, x[2].im, x[3].im};
         StoreInterleaved<stride>(outReal + 4 * i, real);

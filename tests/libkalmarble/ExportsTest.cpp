@@ -1,17 +1,19 @@
 #include "tests/support/ContextHost.h"
+#include "tests/support/FloatState.h"
 
 #include <gtest/gtest.h>
 
 #include <array>
 #include <cstdint>
 #include <functional>
-#include <xmmintrin.h>
 
 namespace kalmarble::test {
 namespace {
 
 constexpr KalVector3 kHere = {0, 0, 0}, kBeside = {2, 0, 0}, kFront = {0, 0, -1}, kTop = {0, 1, 0};
 constexpr int kBlock = 512;
+
+using kal::test::FloatState;
 
 void KAL_CALL NoWalls(const KalVector3*, float* result, void*)
 {
@@ -161,27 +163,6 @@ TEST(Exports, InitReplacesARunningContextOrLeavesItAlone)
     EXPECT_EQ(kal.Settled(), 0.25f);
 }
 
-/// What the arithmetic of this thread does: rounding, denormals and traps.
-struct FloatState {
-    unsigned mxcsr;
-    std::uint16_t controlWord;
-
-    static FloatState OfThisThread()
-    {
-        FloatState state{_mm_getcsr(), 0};
-        asm volatile("fnstcw %0" : "=m"(state.controlWord));
-        return state;
-    }
-
-    void Set() const
-    {
-        _mm_setcsr(mxcsr);
-        asm volatile("fnclex\n\tfldcw %0" : : "m"(controlWord)); // what was noted before would be trapped now
-    }
-
-    bool operator==(const FloatState&) const = default;
-};
-
 // Plays a two-channel constant where each of its numbers has to be rounded; returns a frame's left ear. What is done in
 // that state only moves numbers: arithmetic of the host's own might be trapped.
 float HearInState(const FloatState& state, Buffer& sound)
@@ -212,13 +193,8 @@ TEST(Exports, SoundTheSameInEveryFloatingPointState)
     Buffer sound = ConstantBuffer(0.3f, 2, 48000);
     const float expected = HearInState(FloatState::OfThisThread(), sound);
     EXPECT_GT(expected, 0.0f);
-    for (const FloatState state : {FloatState{0x1f80, 0x07f}, // the x87 unit in single precision
-                                   {0x9fc0, 0x37f},           // flush to zero, denormals are zero
-                                   {0x3f80, 0x77f},           // round down
-                                   {0x5f80, 0xb7f},           // round up
-                                   {0x7f80, 0xc7f},           // round toward zero, in single precision
-                                   {0x0000, 0x340}}) {        // every trap armed
-        SCOPED_TRACE(testing::Message() << std::hex << state.mxcsr);
+    for (const FloatState& state : kal::test::kFloatStates) {
+        SCOPED_TRACE(testing::Message() << std::hex << state.control);
         EXPECT_EQ(HearInState(state, sound), expected);
     }
 }

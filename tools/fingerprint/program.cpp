@@ -1,10 +1,10 @@
 #include "tools/fingerprint/program.h"
 
+#include "Kal/Base/KalInternals.h"
 #include "Kal/KalEngine.h"
 #include "Kal/Space/KalHrtf.h"
 
 #include <algorithm>
-#include <bit>
 #include <cmath>
 #include <initializer_list>
 #include <limits>
@@ -58,10 +58,10 @@ public:
         for (std::uint32_t& word : words) word = dice.Bits();
         if (format != kal::AudioFormat::Float32) return;
         for (std::uint32_t& word : words)
-            word = std::bit_cast<std::uint32_t>(static_cast<float>(word >> 8) * 0x1p-23f - 1.0f);
+            word = kal::BitCast<std::uint32_t>(static_cast<float>(word >> 8) * 0x1p-23f - 1.0f);
         for (int i = isWild ? 1 + frames / 500 : 0; i > 0 && !words.empty(); --i) {
             const auto at = static_cast<std::size_t>(dice.Below(static_cast<int>(words.size())));
-            words[at] = std::bit_cast<std::uint32_t>(dice.Of({kNan, kInfinity, -kInfinity, 1e30f, -3e38f, 1e-40f}));
+            words[at] = kal::BitCast<std::uint32_t>(dice.Of({kNan, kInfinity, -kInfinity, 1e30f, -3e38f, 1e-40f}));
         }
     }
 
@@ -184,7 +184,7 @@ private:
         engine->Render(out.data(), frames);
         for (const float x : out) {
             if (!(std::fabs(x) <= 1.0f)) throw std::range_error("a sample is not within full scale");
-            const auto bits = std::bit_cast<std::uint32_t>(x);
+            const auto bits = kal::BitCast<std::uint32_t>(x);
             for (int shift = 0; shift < 32; shift += 8) hash = (hash ^ (bits >> shift & 0xff)) * 0x100000001b3;
         }
     }
