@@ -18,7 +18,8 @@ endif()
 if(EMSCRIPTEN)
     # Conversions of numbers that do not fit saturate in one instruction; exceptions need no JavaScript.
     set(CMAKE_EXECUTABLE_SUFFIX .wasm)
-    target_compile_options(kal_settings INTERFACE -msimd128 -mnontrapping-fptoint -fwasm-exceptions)
+    target_compile_options(kal_settings INTERFACE -msimd128 -mnontrapping-fptoint)
+    add_compile_options($<$<COMPILE_LANGUAGE:CXX>:-fwasm-exceptions>) # other libraries' sources, too
     target_link_options(kal_settings INTERFACE -fwasm-exceptions -sSTANDALONE_WASM=1 -sALLOW_MEMORY_GROWTH=1)
 endif()
 

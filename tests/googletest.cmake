@@ -3,6 +3,7 @@
 add_library(kal_gtest INTERFACE)
 if(CMAKE_CROSSCOMPILING)
     set(INSTALL_GTEST OFF)
+    set(gtest_disable_pthreads ${EMSCRIPTEN})
     add_subdirectory(/usr/src/googletest ${CMAKE_BINARY_DIR}/googletest EXCLUDE_FROM_ALL)
     target_link_libraries(kal_gtest INTERFACE gmock gtest_main)
 else()
