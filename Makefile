@@ -2,7 +2,7 @@
 # The presets of CMakePresets.json do the work, so `cmake --preset linux-debug` and the like serve as well. Each target
 # installs what it needs and no more: the groups named after `need` stand in tools/packages.txt.
 
-.PHONY: build help setup demo abx play docs dist soak test test-stage bench sanitize debug fuzz format lint lines clean
+.PHONY: build help setup demo abx play docs dist soak test ports test-stage bench sanitize debug fuzz format lint lines clean
 .NOTPARALLEL:
 
 need = @tools/setup.sh
@@ -68,6 +68,11 @@ test: ## runs every test natively and, under Wine, on both Windows builds
 	@$(call test,linux-release)
 	@$(call test,win32-release)
 	@$(call test,win64-release)
+
+ports: ## runs the units' tests on 64-bit ARM, in an emulator, and as WebAssembly
+	$(need) aarch64 wasm tests
+	@$(call test,aarch64-release)
+	@$(call test,wasm-release)
 
 test-stage: ## checks the JavaScript of web/ and tests the engine and its package in Debian's Chromium
 	$(need) linux wasm browser tests kalrender
