@@ -104,13 +104,14 @@ format: ## formats the sources in place
 	$(need) format
 	@clang-format-14 -i $(sources)
 
-lint: ## checks the format of all, scripts, includes, thread tags and, by clang-tidy and Clang's warnings, what ships
+lint: ## checks the format of all, scripts, includes, seams, thread tags and, by clang-tidy and Clang's warnings, what ships
 	$(need) clang tests format lint $(tools)
 	@clang-format-14 --dry-run -Werror $(sources)
 	@shellcheck .ci/run $(shell git ls-files '*.sh')
 	@tests/lint/lint_test.py
 	@tools/lint/includes.py $(sources)
-	@tools/lint/tags.py $(filter-out %Windows.h,$(shell git ls-files 'Kal/*.h' 'libkalmarble/*.h')) # one system at a time
+	@tools/lint/seams.py $(sources) $(shell git ls-files '*.S')
+	@tools/lint/tags.py $(filter-out %Windows.h %Arm64.h %Wasm.h,$(shell git ls-files 'Kal/*.h' 'libkalmarble/*.h')) # one platform at a time
 	@cmake --preset linux-clang >/dev/null
 	@run-clang-tidy-14 -quiet -p build/linux-clang '^$(CURDIR)/(Kal|libkalmarble|examples|tools|python)/.*\.c' >build/tidy.log 2>&1 || { cat build/tidy.log; exit 1; }
 

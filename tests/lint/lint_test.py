@@ -8,6 +8,7 @@ import unittest
 
 sys.path.insert(0, os.path.join(os.path.dirname(__file__), "..", "..", "tools", "lint"))
 import includes
+import seams
 import tags
 
 
@@ -58,6 +59,31 @@ class Includes(Tree):
                 "Kal/Base/A.h": '#  include <Kal/Base/B.h>\n', "Kal/Base/D.h": '#include "Kal/Base/A.h"\n'}
         self.assertEqual(includes.faults(self.write(ring)),
                          ["cycle: Kal/Base/A.h -> Kal/Base/B.h -> Kal/Base/C.h -> Kal/Base/A.h"])
+
+
+class Seams(Tree):
+    LINES = ["#if defined(__SSE2__)", "#elif __aarch64__", "#ifdef __wasm_simd128__", "#include <xmmintrin.h>",
+             "    _mm_pause();", 'asm volatile("yield");', "#ifdef _WIN32", "if (__builtin_cpu_supports(\"avx2\")) f();",
+             "#include <arm_neon.h>", "#ifndef __EMSCRIPTEN__", "#include <sys/resource.h>"]
+
+    def check(self, source, *lines):
+        return seams.faults(self.write({source: "\n".join(lines) + "\n"}))
+
+    def test_refuses_what_is_one_platforms_elsewhere(self):
+        for source in ["Kal/Room/A.cpp", "Kal/Space/A.S", "Kal/Base/Windows.cpp", "libkalmarble/A.h", "web/engine/A.cpp"]:
+            for line in [*self.LINES, "#ifdef __AVX2__", "x = _mm256_min_ps(x, y);"]:
+                found = self.check(source, "int first;", line)
+                self.assertEqual(len(found), 1, (source, line))
+                self.assertIn(f"{source}:2: ", found[0])
+
+    def test_lets_it_stand_in_its_place_alone(self):
+        self.assertEqual(self.check("Kal/Platform/A.h", *self.LINES), [])
+        self.assertEqual(self.check("tests/A.cpp", *self.LINES), [])
+        self.assertEqual(self.check("Kal/Room/A.h", "// on _WIN32", "__builtin_memcpy(a, b, 1);", "asmall = 1;"), [])
+        self.assertEqual(self.check("Kal/QFFT/Lanes.h", "#ifdef __AVX2__", "x = _mm256_min_ps(x, y);"), [])
+        for source, line in [("Kal/QFFT/Lanes.h", "#ifdef __SSE2__"), ("Kal/Base/KalThreadPosix.cpp", "_mm_pause();"),
+                             ("Kal/Base/KalLock.h", "#ifdef __aarch64__"), ("libkalmarble/Exports.cpp", "asm(x);")]:
+            self.assertEqual(len(self.check(source, line)), 1, source)
 
 
 class Tags(Tree):
