@@ -2,7 +2,7 @@
 # The presets of CMakePresets.json do the work, so `cmake --preset linux-debug` and the like serve as well. Each target
 # installs what it needs and no more: the groups named after `need` stand in tools/packages.txt.
 
-.PHONY: build help setup demo abx play docs dist soak test ports test-stage bench sanitize debug fuzz format lint lines clean
+.PHONY: build help setup demo abx play wheel docs dist soak test ports test-stage bench sanitize debug fuzz format lint lines clean
 .NOTPARALLEL:
 
 need = @tools/setup.sh
@@ -43,6 +43,10 @@ play: ## plays a small game through the sound card for SECONDS=12
 	$(need) linux play
 	@$(call make,linux,play)
 	@build/linux/examples/sdl_host $(addprefix /usr/share/sounds/alsa/,Front_Center.wav Noise.wav) $(or $(SECONDS),12)
+
+wheel: ## makes the Python wheel in build/wheels and uses it where nothing else is
+	$(need) linux python
+	@tests/python/wheel.sh build/wheels
 
 docs: ## makes the documents as pages in build/docs/html, and follows their links
 	$(need) docs

@@ -1,5 +1,4 @@
-"""Builds the wheel by CMake's install: `pip wheel --no-build-isolation --no-deps python`. --config-settings build=DIR takes
-a CMake build that is there already."""
+"""Builds the wheel by CMake's install: `pip wheel --no-build-isolation --no-deps ./python`."""
 
 import pathlib
 import re
@@ -36,10 +35,8 @@ def build_wheel(wheel_directory, config_settings=None, metadata_directory=None):
     """PEP 517. Returns the wheel's file name."""
     name = f"kalmarble-{_version()}-{_tag()}.whl"
     with tempfile.TemporaryDirectory() as scratch:
-        build = (config_settings or {}).get("build")
-        if not build:
-            build = pathlib.Path(scratch, "build")
-            _build(build)
+        build = pathlib.Path(scratch, "build")
+        _build(build)
         files = pathlib.Path(scratch, "files")
         _cmake("--install", build, "--component", "python", "--prefix", files, "--strip")
         info = files / f"kalmarble-{_version()}.dist-info"
