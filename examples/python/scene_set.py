@@ -47,24 +47,21 @@ def random_scene(seed):
 
 
 def render_to(task, out, sampling_rate=48000, hrtf=None):
-    """Renders a task (name, scene) to OUT/name.npy. Returns (name, frames, what is wrong or None)."""
+    """Renders a task (name, scene) to OUT/name.npy. Returns its frames."""
     name, scene = task
     target = pathlib.Path(out, name + ".npy")
-    try:
-        frames = kalmarble.render(scene, sampling_rate, hrtf)
-        # Two workers may hold the same scene for a moment, when one was given up for lost.
-        partial = target.with_suffix(f".{os.uname().nodename}-{os.getpid()}.partial")
-        with open(partial, "wb") as file:
-            np.save(file, frames)
-        os.replace(partial, target)
-    except (ValueError, OSError) as error:
-        return name, 0, str(error)
-    return name, len(frames), None
+    frames = kalmarble.render(scene, sampling_rate, hrtf)
+    # Two workers may hold the same scene for a moment, when one was given up for lost.
+    partial = target.with_suffix(f".{os.uname().nodename}-{os.getpid()}.partial")
+    with open(partial, "wb") as file:
+        np.save(file, frames)
+    os.replace(partial, target)
+    return len(frames)
 
 
 def render_set(client, tasks, out, **how):
-    """Renders tasks (name, scene), each of another name, on a cluster. Yields what render_to returns, as they are done;
-    a scene that takes its workers down with it, or raises anything else, is reported likewise."""
+    """Renders tasks (name, scene), each of another name, on a cluster. Yields (name, frames, what is wrong or None), as
+    they are done; a scene that takes its workers down with it is reported as well."""
     tasks = list(tasks)
     if len({name for name, _ in tasks}) < len(tasks):
         raise ValueError("two scenes have the same name")
@@ -74,7 +71,8 @@ def render_set(client, tasks, out, **how):
     finished = as_completed(futures)
     del futures  # what is done is forgotten
     for future in finished:
-        yield future.result() if future.status == "finished" else (names[future.key], 0, str(future.exception()))
+        is_done = future.status == "finished"
+        yield names[future.key], future.result() if is_done else 0, None if is_done else str(future.exception())
 
 
 def main():
