@@ -57,11 +57,12 @@ Renderer::Renderer(std::shared_ptr<const Scene> theScene, const RenderParam& par
         if (param.only && param.only != &sound) continue;
         for (const Start& start : sound.starts) waiting.push_back({&sound, &start});
     }
-    std::ranges::stable_sort(waiting, std::greater(), [](const Waiting& w) { return w.start->frame; });
+    std::stable_sort(waiting.begin(), waiting.end(),
+                     [](const Waiting& a, const Waiting& b) { return a.start->frame > b.start->frame; });
     AppendKeys(sharedKeys, scene->listener);
     AppendKeys(sharedKeys, scene->turn);
     AppendKeys(sharedKeys, scene->room);
-    std::ranges::sort(sharedKeys);
+    std::sort(sharedKeys.begin(), sharedKeys.end());
 }
 
 int Renderer::Render(float* out, int numFrames)
@@ -144,7 +145,7 @@ void Renderer::CollectFrames(const Sound& sound, std::int64_t begin, std::int64_
     for (const Seek& seek : sound.seeks) frames.push_back(seek.frame);
     frames.push_back(sound.stop);
     std::erase_if(frames, [&](std::int64_t f) { return f < begin || f >= blockEnd; });
-    std::ranges::sort(frames);
+    std::sort(frames.begin(), frames.end());
     frames.erase(std::unique(frames.begin(), frames.end()), frames.end());
 }
 

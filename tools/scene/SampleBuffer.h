@@ -6,6 +6,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -35,7 +36,11 @@ private:
 /// Reads a sound file. Throws std::exception with a text that says what is wrong, without the file's name.
 using SoundLoader = std::function<std::shared_ptr<const kal::Buffer>(const std::string& path)>;
 
-/// A loader for WAV files of 8, 16 or 32-bit (float) samples, for where there is no library that reads sound files.
+/// Reads a WAV file of 8, 16 or 32-bit (float) samples, for where there is no library that reads sound files. Throws as
+/// a loader does.
+std::shared_ptr<const kal::Buffer> ReadWav(std::string_view bytes);
+
+/// A loader for those.
 std::shared_ptr<const kal::Buffer> LoadWav(const std::string& path);
 
 } // namespace kalscene

@@ -62,7 +62,10 @@ private:
 
     static bool FitsByItself(const json& schema, const json& value)
     {
-        if (schema.contains("enum") && std::ranges::find(schema["enum"], value) == schema["enum"].end()) return false;
+        if (schema.contains("enum")) {
+            const json& choices = schema["enum"];
+            if (std::find(choices.begin(), choices.end(), value) == choices.end()) return false;
+        }
         if (value.is_number()) {
             const double x = value.get<double>();
             return !(x < schema.value("minimum", x) || x > schema.value("maximum", x) ||
@@ -115,7 +118,8 @@ private:
                 best = std::move(faults);
         }
         if (numFitting == 1 || (numFitting > 1 && keyword == std::string("anyOf"))) return {};
-        const auto here = std::ranges::find(best, path, &Fault::path);
+        const auto here =
+            std::find_if(best.begin(), best.end(), [&](const Fault& fault) { return fault.path == path; });
         if (numFitting > 1 || here != best.end())
             return {Unexpected(schema, value, path, numFitting == 0 && here->isOtherType)};
         return best;

@@ -113,7 +113,8 @@ void SoundReader::ReadPlaying(const json& document, const std::string& path, Sou
         sound.seeks.push_back(
             {FrameOf(seek["at"], param.samplingRate), static_cast<double>(within(seek["to"], place + "/to"))});
     }
-    std::ranges::stable_sort(sound.seeks, {}, &Seek::frame);
+    std::stable_sort(sound.seeks.begin(), sound.seeks.end(),
+                     [](const Seek& a, const Seek& b) { return a.frame < b.frame; });
 
     const json loop = document.value("loop", json(false));
     if (loop == false) return;

@@ -30,12 +30,8 @@ std::vector<float> Samples(std::string_view bytes, Convert convert)
 
 } // namespace
 
-std::shared_ptr<const kal::Buffer> LoadWav(const std::string& path)
+std::shared_ptr<const kal::Buffer> ReadWav(std::string_view bytes)
 {
-    std::ifstream file(path, std::ios::binary);
-    if (!file) throw std::runtime_error("there is no such file, or it cannot be read");
-    const std::string content(std::istreambuf_iterator<char>(file), {});
-    const std::string_view bytes = content;
     if (bytes.size() < 12 || bytes.substr(0, 4) != "RIFF" || bytes.substr(8, 4) != "WAVE")
         throw std::runtime_error("it is not a WAV file");
 
@@ -64,6 +60,13 @@ std::shared_ptr<const kal::Buffer> LoadWav(const std::string& path)
         at += size + size % 2;
     }
     throw std::runtime_error("it holds no samples");
+}
+
+std::shared_ptr<const kal::Buffer> LoadWav(const std::string& path)
+{
+    std::ifstream file(path, std::ios::binary);
+    if (!file) throw std::runtime_error("there is no such file, or it cannot be read");
+    return ReadWav(std::string(std::istreambuf_iterator<char>(file), {}));
 }
 
 } // namespace kalscene
