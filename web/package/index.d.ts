@@ -146,3 +146,9 @@ export function createContext(
 
 /** What this browser lacks for the engine, as a sentence, or null. */
 export function missing(): string | null;
+
+/** Fetches and compiles the module ahead, so that createContext is quicker. */
+export function preload(): Promise<void>;
+
+/** As of Kal; after preload or createContext. */
+export function rt60(room: Room | null): { middle: number; long: number };

@@ -2,6 +2,8 @@
 
 import * as check from './checks.js';
 import { Engine } from './engine.js';
+import { loadModule } from './loading.js';
+import { interleave, samplesOf } from './sounds.js';
 
 /** @typedef {import('./index.js').VoiceChange} VoiceChange */
 /** @typedef {import('./index.js').VoiceOptions} VoiceOptions */
@@ -11,7 +13,7 @@ import { Engine } from './engine.js';
 /** @typedef {import('./index.js').Kal} KalOfPackage */
 /** @typedef {import('./index.js').Voice} VoiceOfPackage */
 
-const here = (/** @type {string} */ name) => new URL(name, import.meta.url);
+const MODULE = 'kalmarble.wasm';
 
 const PIECE = 1 << 15; // samples that are handed over at a time
 
@@ -34,21 +36,33 @@ export function missing() {
     return null;
 }
 
-/** @type {Promise<WebAssembly.Module> | undefined} */
-let loading;
+/** @type {Engine | undefined} what the page itself asks, of all contexts */
+let pageEngine;
 
-function loadModule() {
-    loading ??= fetch(here('kalmarble.wasm'))
-        .then((response) => {
-            if (!response.ok) throw new Error(`kalmarble.wasm cannot be fetched: ${response.status}`);
-            return response.arrayBuffer();
-        })
-        .then((bytes) => WebAssembly.compile(bytes))
-        .catch((error) => {
-            loading = undefined; // the next call may be luckier
-            throw error;
-        });
-    return loading;
+/** Fetches and compiles the module, for a quicker start and for rt60. @returns {Promise<void>} */
+export async function preload() {
+    const module = await loadModule(MODULE);
+    pageEngine ??= new Engine(module);
+}
+
+/** @param {Room | null} room */
+export function rt60(room) {
+    const { volume, area } = roomOf(room);
+    if (!pageEngine) throw new Error('rt60 needs the module: await preload() or createContext() first.');
+    const [middle, long] = [1, 2].map((reverb) =>
+        /** @type {Engine} */ (pageEngine).exports.rt60(volume, area, reverb),
+    );
+    return { middle, long };
+}
+
+/** @param {ArrayBuffer | null} [head] @returns {Direction[]} */
+function directionsOf(head) {
+    const engine = /** @type {Engine} */ (pageEngine);
+    const pointer = engine.withBytes(head, (at, size) => engine.exports.directions(at, size));
+    if (!pointer) throw new Error(engine.problem() ?? 'The head cannot be read.');
+    const [count] = engine.doubles(pointer, 1);
+    const numbers = engine.doubles(pointer, 1 + 2 * count);
+    return Array.from({ length: count }, (_, i) => ({ azimuth: numbers[1 + 2 * i], elevation: numbers[2 + 2 * i] }));
 }
 
 /**
@@ -58,8 +72,8 @@ function loadModule() {
 export async function createContext(audioContext, { head } = {}) {
     const lacking = missing();
     if (lacking) throw new Error(lacking);
-    const [module] = await Promise.all([loadModule(), audioContext.audioWorklet.addModule(here('worklet.js'))]);
-    const kal = new Kal(audioContext, module, head);
+    await Promise.all([preload(), audioContext.audioWorklet.addModule(new URL('worklet.js', import.meta.url))]);
+    const kal = new Kal(audioContext, await loadModule(MODULE), head);
     await kal.ready;
     return kal;
 }
@@ -74,7 +88,8 @@ class Kal extends EventTarget {
     ready;
 
     #context;
-    #engine;
+    /** @type {number | null | undefined} when the first meters came: to set the engine up takes longer than a quantum */
+    #underrunsBefore;
     #nextId = 1;
     #nextTicket = 1;
     /** @type {Map<number, { resolve: () => void, reject: (reason: Error) => void }>} */
@@ -88,8 +103,7 @@ class Kal extends EventTarget {
     constructor(context, module, head) {
         super();
         this.#context = context;
-        this.#engine = new Engine(module);
-        this.directions = this.#directionsOf(head);
+        this.directions = directionsOf(head);
         this.output = new AudioWorkletNode(context, 'kalmarble', {
             numberOfInputs: 0,
             outputChannelCount: [2],
@@ -166,14 +180,12 @@ class Kal extends EventTarget {
 
     /** @param {Room | null} room */
     rt60(room) {
-        const { volume, area } = roomOf(room);
-        const [middle, long] = [1, 2].map((reverb) => this.#engine.exports.rt60(volume, area, reverb));
-        return { middle, long };
+        return rt60(room);
     }
 
     /** @param {ArrayBuffer | null} bytes */
     async head(bytes) {
-        const directions = this.#directionsOf(bytes);
+        const directions = directionsOf(bytes);
         await this.#ask({ ask: 'head', head: bytes });
         this.directions = directions;
         return { directions };
@@ -186,18 +198,6 @@ class Kal extends EventTarget {
     close() {
         this.#ask({ ask: 'close' }).catch(() => {});
         this.output.disconnect();
-    }
-
-    /** @param {ArrayBuffer | null} [bytes] @returns {Direction[]} */
-    #directionsOf(bytes) {
-        const pointer = this.#engine.withBytes(bytes, (at, size) => this.#engine.exports.directions(at, size));
-        if (!pointer) throw new Error(this.#engine.problem() ?? 'The head cannot be read.');
-        const [count] = this.#engine.doubles(pointer, 1);
-        const numbers = this.#engine.doubles(pointer, 1 + 2 * count);
-        return Array.from({ length: count }, (_, i) => ({
-            azimuth: numbers[1 + 2 * i],
-            elevation: numbers[2 + 2 * i],
-        }));
     }
 
     // Calls of one go travel together. Those of an offline context must be there before it is told to start.
@@ -245,8 +245,11 @@ class Kal extends EventTarget {
             this.#voices.get(id)?.end();
             this.#voices.delete(id);
         }
+        const count = underrunsOf(this.#context);
+        this.#underrunsBefore ??= count;
+        const underruns = count === null ? null : count - Number(this.#underrunsBefore);
         const detail = { frame, peak: [peakLeft, peakRight], rms: [rmsLeft, rmsRight], limited, voices, sides };
-        this.#dispatch('meters', { ...detail, load, underruns: underrunsOf(this.#context), measured });
+        this.#dispatch('meters', { ...detail, load, underruns, measured });
     }
 
     /** @param {string} type @param {object} detail */
@@ -320,29 +323,6 @@ function roomOf(room) {
         size: check.number(size, 0, 1e6, 'a size'),
         wetB: check.number(room.wetB ?? 1, 0, 1, 'a wet level'),
     };
-}
-
-/** @param {any} source @returns {{ rate: number, channels: Float32Array[] }} */
-function samplesOf(source) {
-    const isAudioBuffer = typeof source?.getChannelData === 'function';
-    const channels = isAudioBuffer
-        ? Array.from({ length: source.numberOfChannels }, (_, i) => source.getChannelData(i))
-        : [source?.samples].flat();
-    if (!channels.every((samples) => samples instanceof Float32Array && samples.length === channels[0].length))
-        check.refuse('an AudioBuffer or { samples: Float32Array or two of one length, rate }', source);
-    if (channels.length > 2) throw new TypeError(`expected one or two channels, found ${channels.length}`);
-    return { rate: check.number(isAudioBuffer ? source.sampleRate : source.rate, 1, 1e6, 'a sampling rate'), channels };
-}
-
-/** @param {Float32Array[]} channels @param {number} first @param {number} end */
-function interleave(channels, first, end) {
-    if (channels.length === 1) return channels[0].slice(first, end);
-    const samples = new Float32Array(2 * (end - first));
-    for (let i = first; i < end; ++i) {
-        samples[2 * (i - first)] = channels[0][i];
-        samples[2 * (i - first) + 1] = channels[1][i];
-    }
-    return samples;
 }
 
 /** How often the context ran out of sound, where the browser counts it; else null. @param {any} context */
