@@ -42,11 +42,10 @@ export async function render(program) {
 
 /** The same, interleaved, in base 64. */
 export async function renderAsText(program) {
-    return text(await render(program));
+    return textOf(new Uint8Array((await render(program)).buffer));
 }
 
-export function text(samples) {
-    const bytes = new Uint8Array(samples.buffer);
+export function textOf(bytes) {
     let letters = '';
     for (let i = 0; i < bytes.length; i += 32768) letters += String.fromCharCode(...bytes.subarray(i, i + 32768));
     return btoa(letters);

@@ -25,6 +25,7 @@ const FOLDERS = {
     '/data/': join(root, 'data'),
     '/scenes/': join(root, 'scenes'),
     '/tests/': join(root, 'tests/web'),
+    '/usr/share/sounds/': '/usr/share/sounds',
     '/': join(build, 'stage'),
 };
 
@@ -76,6 +77,14 @@ export function renderNatively(program) {
     writeFileSync(file, JSON.stringify(program));
     execFileSync(join(build, 'linux-release/tests/web/web_reference'), [file, out], { stdio: 'inherit' });
     return new Float32Array(new Uint8Array(readFileSync(out)).buffer);
+}
+
+/** The samples of a WAV file: the bytes, and as floats if they are. */
+export function readWav(file) {
+    const bytes = readFileSync(file);
+    const data = bytes.indexOf('data');
+    const samples = new Uint8Array(bytes.subarray(data + 8, data + 8 + bytes.readUInt32LE(data + 4)));
+    return { bytes: samples, floats: () => new Float32Array(samples.buffer) };
 }
 
 /** How far two signals lie apart, in dB of the first one. */
