@@ -2,7 +2,7 @@
 # The presets of CMakePresets.json do the work, so `cmake --preset linux-debug` and the like serve as well. Each target
 # installs what it needs and no more: the groups named after `need` stand in tools/packages.txt.
 
-.PHONY: build help setup demo abx play wheel docs dist soak test ports test-stage bench sanitize debug fuzz format lint lines clean
+.PHONY: build help setup demo abx play stage wheel docs dist soak test ports test-stage bench sanitize debug fuzz format lint lines clean
 .NOTPARALLEL:
 
 need = @tools/setup.sh
@@ -44,6 +44,12 @@ play: ## plays a small game through the sound card for SECONDS=12
 	@$(call make,linux,play)
 	@build/linux/examples/sdl_host $(addprefix /usr/share/sounds/alsa/,Front_Center.wav Noise.wav) $(or $(SECONDS),12)
 
+stage: ## builds the stage, the engine as a page for the browser, and serves it to this machine at PORT=8060
+	$(need) wasm tests
+	@$(call make,wasm-release,package)
+	@web/assemble.sh build/wasm-release/web/package build/stage
+	@web/serve.mjs build/stage $(or $(PORT),8060)
+
 wheel: ## makes the Python wheel in build/wheels and uses it where nothing else is
 	$(need) linux python
 	@tests/python/wheel.sh build/wheels
@@ -80,8 +86,9 @@ ports: ## runs the units' tests on 64-bit ARM, in an emulator, and as WebAssembl
 
 test-stage: ## checks the JavaScript of web/ and tests the engine and its package in Debian's Chromium
 	$(need) linux wasm browser tests kalrender
-	@$(call make,wasm-release)
+	@$(call make,wasm-release,package)
 	@$(call make,linux-release,stage)
+	@web/assemble.sh build/wasm-release/web/package build/stage
 	@tests/web/run.sh
 
 bench: ## measures scenes, beside another renderer, and every kernel, in build/bench; BRIEF=1 only runs them, ONLY="busy latency" those

@@ -114,9 +114,10 @@ export class Model extends EventTarget {
     rename(name, wanted) {
         const taken = wanted !== name && this.find(wanted);
         if (!wanted || /[/\\]/.test(wanted) || taken) return false;
+        const isSelected = this.selected === name;
         this.changeSound(name, { name: wanted });
         for (const names of [this.muted, this.solo]) if (names.delete(name)) names.add(wanted);
-        if (this.selected === name) this.select(wanted);
+        if (isSelected) this.select(wanted);
         return true;
     }
 

@@ -23,6 +23,10 @@ export function voicesOf(sound) {
     );
 }
 
+/** How many voices a scene has in all. */
+export const numVoices = (scene) =>
+    scene.sounds.reduce((sum, sound) => sum + list(sound.start ?? 0).length * (sound.copies?.count ?? 1), 0);
+
 /** Whether anything but loops that stand still is heard: then the scene begins anew after its length. */
 export function isTimed(scene) {
     const { listener = {}, room, gain } = scene;

@@ -123,11 +123,21 @@ export class AudioStage extends EventTarget {
 
     /** Goes over to the engine, the browser's panner or plain stereo, as loud as each other. */
     async use(kind) {
+        const former = this.kind;
         this.kind = kind;
-        this.#gains ??= await equalGains(this.model, this.library, this.#makeEngine);
+        const { scene } = this.model;
+        let gains = this.#gains;
+        try {
+            gains ??= await equalGains(this.model, this.library, this.#makeEngine);
+        } catch (error) {
+            this.kind = former;
+            this.#say('kind');
+            throw error;
+        }
         if (this.kind !== kind) return; // chosen otherwise in the meantime
+        if (scene === this.model.scene) this.#gains = gains; // else it is measured anew, soon
         for (const [name, { way }] of Object.entries(this.#ways)) {
-            way.gain.setTargetAtTime(name === kind ? this.#gains[kind].gain : 0, this.context.currentTime, fade / 4);
+            way.gain.setTargetAtTime(name === kind ? gains[kind].gain : 0, this.context.currentTime, fade / 4);
         }
         const { output } = this.#ways[kind];
         if (this.player.output !== output) {
@@ -140,7 +150,9 @@ export class AudioStage extends EventTarget {
 
     // Another scene has another loudness; while the engine is heard alone, nobody needs to know.
     #forgetGains() {
+        const wereKnown = this.#gains !== null;
         this.#gains = null;
+        if (wereKnown) this.#say('kind');
         clearTimeout(this.#measuring);
         if (this.kind !== 'engine') this.#measuring = setTimeout(() => this.use(this.kind), 500);
     }

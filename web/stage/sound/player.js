@@ -1,9 +1,16 @@
 import { frameOf, numberAt, rate, roomAt, tripleAt } from '../scene/curve.js';
 import { add, axes } from '../scene/geometry.js';
-import { isTimed, lengthOf, voicesOf } from '../scene/voices.js';
+import { isTimed, lengthOf, numVoices, voicesOf } from '../scene/voices.js';
 
 const ahead = 0.03 * rate; // by which what happens is told before it is due
+export const mostVoices = 512; // live: a recording has all of them
 const identity = ['synth', 'file', 'place', 'start', 'stop', 'from', 'loop', 'seek', 'copies', 'referenceDistance'];
+
+// Of a sound with very many voices, as many as its share of the limit.
+const heardVoices = (sound, share) => {
+    const voices = voicesOf(sound);
+    return voices.slice(0, Math.ceil(voices.length * share));
+};
 
 /**
  * Plays a model's scene on an output, over and over when it has an end. Everything is told a little ahead with the frame
@@ -11,6 +18,7 @@ const identity = ['synth', 'file', 'place', 'start', 'stop', 'from', 'loop', 'se
  */
 export class Player {
     #parts = new Map(); // by the sound's name
+    #scene = null; // that the parts were made of
     #told = {}; // what the output knows of listener and room
     #toldUntil = 0; // frame of the scene up to which all is told
     #origin; // frame of the context at which the scene began
@@ -43,18 +51,17 @@ export class Player {
     /** To be called some thirty times a second. */
     tick() {
         const { scene } = this.model;
-        this.period = isTimed(scene) ? lengthOf(scene, (sound) => this.library.duration(sound)) : Infinity;
+        if (scene !== this.#scene) {
+            this.#scene = scene;
+            this.period = isTimed(scene) ? lengthOf(scene, (sound) => this.library.duration(sound)) : Infinity;
+            this.#match(scene);
+        }
         const horizon = this.clock() + ahead;
         if (horizon - this.#origin >= this.period) this.#wrap();
         const frame = Math.max(0, horizon - this.#origin);
-        this.#match(scene);
         this.#tellShared(scene, frame);
         for (const part of this.#parts.values()) this.#tellPart(part, frame);
         this.#toldUntil = frame;
-    }
-
-    stop() {
-        this.#stopAll();
     }
 
     #wrapped(frame) {
@@ -76,6 +83,7 @@ export class Player {
     }
 
     #match(scene) {
+        const share = Math.min(1, mostVoices / numVoices(scene));
         for (const sound of scene.sounds) {
             const samples = this.library.samples(sound);
             const key = JSON.stringify(identity.map((member) => sound[member] ?? null));
@@ -89,7 +97,7 @@ export class Player {
                 key,
                 sound,
                 samples,
-                voices: samples ? voicesOf(sound).map((start) => ({ start })) : [],
+                voices: samples ? heardVoices(sound, share).map((start) => ({ start })) : [],
             });
         }
         for (const [name, part] of this.#parts) {
@@ -126,9 +134,9 @@ export class Player {
         const stop = sound.stop === undefined ? Infinity : frameOf(sound.stop);
         for (const voice of voices) {
             if (voice.isDone) continue;
-            const at = this.#origin + Math.max(frame, voice.start.frame);
+            const at = this.#origin + frame;
             if (!voice.handle) {
-                if (voice.start.frame <= frame) this.#begin(part, voice, Math.min(frame, stop), at);
+                if (voice.start.frame <= frame) this.#begin(part, voice, Math.min(frame, stop));
                 continue;
             }
             if (frame >= stop) {
@@ -153,7 +161,7 @@ export class Player {
     }
 
     // A voice that should have begun earlier begins where it would be by now.
-    #begin(part, voice, frame, at) {
+    #begin(part, voice, frame) {
         const { sound, samples } = part;
         const state = this.#stateOf(sound, voice, frame);
         const length = this.library.duration(sound);
@@ -161,7 +169,9 @@ export class Player {
         const inSound = (time) => (typeof time === 'object' ? time.frame : time * own);
         const loop = sound.loop ? [inSound(sound.loop.start ?? 0), inSound(sound.loop.end ?? { frame: length })] : null;
         const late = frame - voice.start.frame;
-        let offset = inSound(sound.from ?? 0) + (late > 2 * ahead ? (late * state.speed * own) / rate : 0);
+        const isInTime = late <= 2 * ahead;
+        const at = this.#origin + (isInTime ? voice.start.frame : frame);
+        let offset = inSound(sound.from ?? 0) + (isInTime ? 0 : (late * state.speed * own) / rate);
         if (loop && offset >= loop[1]) offset = loop[0] + ((offset - loop[0]) % (loop[1] - loop[0]));
         if (offset >= length) {
             voice.isDone = true;
@@ -191,5 +201,6 @@ export class Player {
     #stopAll() {
         for (const part of this.#parts.values()) this.#stopPart(part);
         this.#parts.clear();
+        this.#scene = null;
     }
 }

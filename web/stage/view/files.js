@@ -1,6 +1,7 @@
 import { frameOf, rate } from '../scene/curve.js';
 import { fromFragment, toFragment } from '../scene/share.js';
-import { isTimed, lengthOf } from '../scene/voices.js';
+import { isTimed, lengthOf, numVoices } from '../scene/voices.js';
+import { mostVoices } from '../sound/player.js';
 import { checked, record, sceneToRecord } from '../sound/record.js';
 import { byId, element, guarded, tell } from './controls.js';
 
@@ -47,12 +48,13 @@ export class Files {
     // Nothing changes unless all of it is good.
     async #open(text, name) {
         this.show(await checked(text, this.library));
-        const missing = this.library.missing(this.model.scene);
-        tell(
-            missing.length > 0
-                ? `Opened ${name}. To hear all of it, drop ${missing.join(', ')} onto the page.`
-                : `Opened ${name}.`,
-        );
+        const missing = this.library.missing(this.model.scene),
+            voices = numVoices(this.model.scene);
+        const notes = [`Opened ${name}.`];
+        if (missing.length > 0) notes.push(`To hear all of it, drop ${missing.join(', ')} onto the page.`);
+        if (voices > mostVoices)
+            notes.push(`Here some ${mostVoices} of its ${voices} voices are heard, in a recording all.`);
+        tell(notes.join(' '));
     }
 
     show(scene) {
@@ -147,7 +149,7 @@ export class Files {
                             scene,
                             this.library,
                             this.audio.headBytes,
-                            byId('bits').value,
+                            Number(byId('bits').value),
                             (share) => {
                                 bar.value = share;
                                 return dialog.open;

@@ -1,4 +1,4 @@
-import { byId, element, guarded } from './controls.js';
+import { byId, element, guarded, tell } from './controls.js';
 
 const scenes = {
     welcome: 'A quiet room',
@@ -15,7 +15,13 @@ export function guidedScenes(show) {
     byId('scenes').append(
         ...Object.entries(scenes).map(([name, label]) => {
             const button = element('button', { type: 'button', textContent: label });
-            button.addEventListener('click', () => guarded(async () => show(await load(name))));
+            button.addEventListener('click', () =>
+                guarded(async () => {
+                    const scene = await load(name);
+                    show(scene);
+                    tell(`${scene.title}.`);
+                }),
+            );
             return button;
         }),
     );

@@ -20,9 +20,7 @@ export class StageMap {
             new TopView(document.getElementById('top'), this),
             new HeightView(document.getElementById('height'), this),
         ];
-        model.addEventListener('change', () => this.#draw());
-        model.addEventListener('select', () => this.#draw());
-        model.addEventListener('listen', () => this.#draw());
+        for (const event of ['change', 'select', 'listen']) model.addEventListener(event, () => this.#draw(true));
         new ResizeObserver(() => this.#draw()).observe(document.getElementById('top'));
         this.#animate(0);
     }
@@ -115,9 +113,9 @@ export class StageMap {
         });
     }
 
-    #draw() {
+    #draw(isEdited = false) {
         this.places = placesAt(this.model.scene, this.audio.frame);
-        for (const view of this.views) view.draw();
+        for (const view of this.views) view.draw(isEdited);
     }
 }
 

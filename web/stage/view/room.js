@@ -1,3 +1,4 @@
+import { preload, rt60 } from 'kalmarble';
 import { roomAt } from '../scene/curve.js';
 import { byId, choices, slider } from './controls.js';
 
@@ -14,8 +15,8 @@ export class RoomPanel {
     constructor(model, audio) {
         Object.assign(this, { model, audio });
         this.choose = choices(byId('rooms'), names, (name) => {
-            this.isFree = name === 'free';
-            model.change({ room: this.isFree ? { dimensions: this.#dimensions() } : presets[name] });
+            if (name === 'free') this.#change({ dimensions: this.#dimensions() });
+            else model.change({ room: presets[name] });
         });
         const done = () => model.endGesture();
         const metres = (x) => `${x.toPrecision(3)} m`;
@@ -34,7 +35,6 @@ export class RoomPanel {
                 text: metres,
                 done,
                 input: (value) => {
-                    this.isFree = true;
                     this.#change({ dimensions: this.#dimensions().map((length, i) => (i === side ? value : length)) });
                 },
             }),
@@ -52,7 +52,15 @@ export class RoomPanel {
         }));
         byId('roomSliders').append(...[...this.sides, ...this.levels].map(({ node }) => node));
         model.addEventListener('change', () => this.show());
-        audio.addEventListener('started', () => this.show());
+        preload().then(
+            () => this.#beReady(),
+            () => {},
+        ); // Start says what is wrong
+    }
+
+    #beReady() {
+        this.isReady = true;
+        this.show();
     }
 
     get #room() {
@@ -66,15 +74,17 @@ export class RoomPanel {
 
     // A room that changes over time, or that has no measures, becomes one that is as it is now made.
     #change(members) {
-        const { room } = this.model.scene;
-        const [volume, area, size] = roomAt(room, this.audio.frame) ?? [];
-        const before = this.#room ?? (room ? { volume, area, size } : { dimensions: starting });
+        const { room: former } = this.model.scene;
+        const [volume, area, size] = roomAt(former, this.audio.frame) ?? [];
+        const before = this.#room ?? (former ? { volume, area, size } : { dimensions: starting });
         const { wetLevelA, wetLevelB, ...measures } = before;
         const kept = members.dimensions ? {} : measures;
         const levels = Object.fromEntries(
             Object.entries({ wetLevelA, wetLevelB }).filter(([, value]) => value !== undefined),
         );
-        this.model.change({ room: { ...kept, ...levels, ...members } }, `room ${Object.keys(members)}`);
+        const room = { ...kept, ...levels, ...members };
+        if (members.dimensions) this.free = room; // even where it has a preset's measures
+        this.model.change({ room }, `room ${Object.keys(members)}`);
     }
 
     show() {
@@ -93,7 +103,7 @@ export class RoomPanel {
     #facts([volume, area, size, wetA, wetB]) {
         const round = (x) => Number(x.toPrecision(3)).toLocaleString('en');
         const facts = `${round(volume)} m³ within ${round(area)} m² of walls, ${round(size)} m long.`;
-        const times = this.audio.kal?.rt60({ volume, area, size, wetA, wetB });
+        const times = this.isReady && rt60({ volume, area, size, wetA: Math.min(1, wetA), wetB: Math.min(1, wetB) });
         return times
             ? `${facts} Rings for ${times.long.toFixed(2)} s (rt60), its middle reverb for ${times.middle.toFixed(2)} s.`
             : facts;

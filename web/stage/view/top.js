@@ -25,7 +25,8 @@ export class TopView {
         root.append(this.room, this.rings, this.paths, this.#makeListener(), this.sounds);
     }
 
-    draw() {
+    /** @param {boolean} isEdited whether somebody changed something: then names tell it at once */
+    draw(isEdited) {
         const { width, height } = this.root.getBoundingClientRect();
         this.centre = [width / 2, height / 2];
         place(this.root, { viewBox: `0 0 ${width} ${height}` });
@@ -37,7 +38,7 @@ export class TopView {
         place(this.handle, { 'aria-valuenow': Math.round(this.map.heading() % 360) });
         this.#drawPaths();
         this.#match(sounds);
-        const isTimeToSpeak = performance.now() - this.#spoken > 500;
+        const isTimeToSpeak = isEdited || performance.now() - this.#spoken > 500;
         if (isTimeToSpeak) this.#spoken = performance.now();
         sounds.forEach((each, index) => this.#drawSound(each, index, isTimeToSpeak));
     }
