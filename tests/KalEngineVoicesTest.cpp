@@ -110,5 +110,26 @@ TEST(EngineVoices, DoNotPileUpChanges)
     EXPECT_LE(held(), early + 8);
 }
 
+// Whatever the processor does with denormals: a muffled sound that goes on in silence leaves none.
+TEST(EngineVoices, AreSilentSoonAfterTheirSamples)
+{
+    std::vector<double> frames(480000);
+    std::fill_n(frames.begin(), 4800, 0.5);
+    const auto engine = MakeEngine();
+    ChannelParam param;
+    param.gain = 1.0f;
+    param.lowpassCoef = 0.1f;
+    const auto voice =
+        engine->CreateChannel(0, std::make_shared<test::TestBuffer>(AudioFormat::Float32, 1, 48000.0, frames), param);
+    std::vector<float> out(std::size_t{2} * 48000);
+    engine->Prerender();
+    engine->Render(out.data(), 48000);
+    EXPECT_GT(out[9599], 0.4f);
+    engine->Prerender();
+    engine->Render(out.data(), 48000);
+    EXPECT_TRUE(voice->IsPlaying());
+    EXPECT_EQ(std::count(out.begin() + 4096, out.end(), 0.0f), 96000 - 4096);
+}
+
 } // namespace
 } // namespace kal::test

@@ -1,5 +1,8 @@
 #pragma once
 
+#include "Kal/Base/KalConstants.h"
+#include "Kal/Platform/KalPlatform.h"
+
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
@@ -54,6 +57,14 @@ inline bool IsUsable(float x)
 inline float UsableOrZero(float x)
 {
     return IsUsable(x) ? x : 0.0f;
+}
+
+/// [render] x, or 0 when it has decayed and would end as a denormal, because the processor cannot flush those.
+inline float LastingOrZero(float x)
+{
+    if constexpr (!platform::kFlushesDenormals)
+        if (std::fabs(x) < kDecayed) return 0.0f;
+    return x;
 }
 
 /// [any] The largest magnitude among n samples; infinity when one of them is not a number. Compares bit patterns, which

@@ -17,6 +17,7 @@ inline bool WideLanesPay()
 using FloatControl = std::uint64_t; ///< FPCR
 
 inline constexpr FloatControl kUsualFloats = 0, kFlushedFloats = 1u << 24;
+inline constexpr bool kFlushesDenormals = true;
 
 /// [any]
 inline FloatControl GetFloatControl()

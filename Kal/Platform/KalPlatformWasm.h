@@ -18,6 +18,7 @@ struct FloatControl {
 };
 
 inline constexpr FloatControl kUsualFloats, kFlushedFloats;
+inline constexpr bool kFlushesDenormals = false;
 
 /// [any]
 inline FloatControl GetFloatControl()

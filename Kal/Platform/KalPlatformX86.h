@@ -27,6 +27,9 @@ using FloatControl = unsigned;
 /// As programs start: rounding to nearest, denormals kept, no traps; and with denormals taken and left as zero.
 inline constexpr FloatControl kUsualFloats = 0x1f80, kFlushedFloats = 0x9fc0;
 
+/// Whether the latter makes a difference. Where not, each stage forgets what has decayed (kDecayed).
+inline constexpr bool kFlushesDenormals = true;
+
 /// [any] Of this thread.
 inline FloatControl GetFloatControl()
 {

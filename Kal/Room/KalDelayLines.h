@@ -188,6 +188,9 @@ public:
     /// [render] Filters a block in place, exactly as sample by sample.
     void Process(unsigned numFrames, float* block);
 
+    /// [render] The largest magnitude among the inputs and outputs that it holds.
+    float Level() const { return std::max(Peak(pastX.size(), pastX.data()), Peak(pastY.size(), pastY.data())); }
+
     /// [render] Forgets past input.
     void Mute();
 

@@ -1,5 +1,6 @@
 #include "Kal/Room/KalReverb.h"
 
+#include "Kal/Base/KalConstants.h"
 #include "Kal/Kernels/KalKernels.h"
 #include "Kal/Kernels/KalReverbKernel.h"
 #include "Kal/QFFT/Assert.h"
@@ -244,6 +245,16 @@ float Reverb::WrittenPeak(unsigned frames) const
     float peak = 0.0f;
     for (const auto& line : delayLines) peak = std::max(peak, line->WrittenPeak(static_cast<int>(frames)));
     return peak;
+}
+
+void Reverb::MuteOnceDecayed(unsigned frames)
+{
+    if (WrittenPeak(frames) >= kDecayed) {
+        decayedFrames = 0;
+    } else if (decayedFrames <= Line::size) {
+        decayedFrames += frames;
+        if (decayedFrames > Line::size) Mute();
+    }
 }
 
 // A value that is not finite stays in the damping state for good as soon as it has passed a line.

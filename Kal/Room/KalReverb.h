@@ -60,6 +60,10 @@ public:
     /// [render] Forgets past input; the parameters stay.
     void Mute();
 
+    /// [render] Comes after every `frames` samples, at most 32768, that a processor works on which cannot flush
+    /// denormals: mutes once the lines hold nothing but what has decayed (kDecayed).
+    void MuteOnceDecayed(unsigned frames);
+
 private:
     using Line = ReverbDelayLine;
 
@@ -82,6 +86,7 @@ private:
     float lpfCoef = 0.0f;
     std::array<float, kNumLines> dampState{};
     std::array<float, kNumTaps> outPrev{}; ///< what the output stage was fed with last
+    unsigned decayedFrames = 0;            ///< how many have put in nothing more, while that is asked for
     float outA = 0.0f, outB = 0.0f;
     bool changed = true; ///< since the last Update
 };

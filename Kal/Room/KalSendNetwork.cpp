@@ -132,8 +132,8 @@ void SendNetwork::Configure(const ReverbSettings& settings)
 
 void SendNetwork::ClearUnusableStates()
 {
-    for (float* state : {&fastLong, &fastMid, &slowLong, &slowMid}) *state = UsableOrZero(*state);
-    for (float* gain : {&gainLong, &gainMid, &gainShort}) *gain = FiniteOrZero(*gain);
+    for (float* state : {&fastLong, &fastMid, &slowLong, &slowMid}) *state = LastingOrZero(UsableOrZero(*state));
+    for (float* gain : {&gainLong, &gainMid, &gainShort}) *gain = LastingOrZero(FiniteOrZero(*gain));
     for (Reverb* reverb : {&reverbLong, &reverbMid, &reverbShort})
         if (!reverb->IsFinite()) reverb->Mute();
 }
@@ -186,6 +186,11 @@ void SendNetwork::RenderSpan(unsigned numFrames, const Levels& levels, const flo
     }
 
     if (!isSilent) return;
+    if constexpr (!platform::kFlushesDenormals) {
+        for (AllpassFilter1& diffuser : diffusers)
+            if (diffuser.Level() < kDecayed) diffuser.Mute();
+        for (Reverb* reverb : {&reverbLong, &reverbMid, &reverbShort}) reverb->MuteOnceDecayed(numFrames);
+    }
     const bool isQuiet = reverbShort.WrittenPeak(numFrames) < kDecayed && reverbMid.WrittenPeak(numFrames) < kDecayed &&
                          reverbLong.WrittenPeak(numFrames) < kDecayed;
     quietFrames = isQuiet ? quietFrames + numFrames : 0;

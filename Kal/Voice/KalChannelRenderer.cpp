@@ -152,9 +152,9 @@ public:
             sendGain = sendTarget;
         }
         // Like a filter's state, one that is not finite would stay so for good.
-        if (!std::isfinite(directGain)) directGain = directTarget;
-        if (!std::isfinite(sendGain)) sendGain = sendTarget;
-        filterState = UsableOrZero(filterState);
+        directGain = std::isfinite(directGain) ? LastingOrZero(directGain) : directTarget;
+        sendGain = std::isfinite(sendGain) ? LastingOrZero(sendGain) : sendTarget;
+        filterState = LastingOrZero(UsableOrZero(filterState));
 
         const kernels::Table& table = kernels::ActiveTable();
         const auto span = this->RenderChunks(offset, count, [&](int i, int n, auto& chunk) {
@@ -184,7 +184,7 @@ public:
         const ChannelParam& p = this->param;
         const float gain = FiniteOrZero(p.gain);
         float send = FiniteOrZero(p.reverbSendGain);
-        filterState = UsableOrZero(filterState);
+        filterState = LastingOrZero(UsableOrZero(filterState));
         const auto span = this->RenderChunks(offset, count, [&](int i, int n, auto& chunk) {
             float* const s = chunk[0];
             kernels::ActiveTable().addSmoothed(&buffer.reverbSend[i], s, n, &send, send);

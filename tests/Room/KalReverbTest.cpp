@@ -121,6 +121,23 @@ TEST(Reverb, RecoversFromSamplesThatAreNotFinite)
     }
 }
 
+// Nothing that could still be heard goes: up to then it sounds as one that is not asked.
+TEST(Reverb, ForgetsWhatHasDecayedSinceTheLastSound)
+{
+    constexpr unsigned kBlock = 512;
+    Reverb asked = Configured(48000, 0.001f, 1.65f, 0.1f, 0.9f, 8000);
+    Reverb other = Configured(48000, 0.001f, 1.65f, 0.1f, 0.9f, 8000);
+    for (int sound = 0; sound < 2; ++sound) {
+        for (unsigned i = 0; i < 3 * 48000 / kBlock * kBlock; ++i) {
+            const float x = i < 5000 ? 0.5f : 0.0f;
+            const auto heard = asked.ProcessSample(x), expected = other.ProcessSample(x);
+            for (std::size_t k = 0; k < heard.size(); ++k) ASSERT_NEAR(heard[k], expected[k], 1e-29f) << i;
+            if (i % kBlock == kBlock - 1) asked.MuteOnceDecayed(kBlock);
+        }
+        EXPECT_EQ(asked.WrittenPeak(32768), 0.0f);
+    }
+}
+
 TEST(ReverbDeathTest, RefusesParametersThatMakeNoReverb)
 {
     Reverb reverb(48000);
