@@ -2,15 +2,15 @@
 // whether they could; what was wrong is told by `problem`. Times are frames of the audio context.
 
 #include "Export.h"
-#include "Kal/Space/KalHrtf.h"
 #include "Kal/Space/KalHrtfSet.h"
+#include "PackedHead.h"
 #include "Stage.h"
 #include "libkalmarble/RoomReverb.h"
 
 #include <algorithm>
 #include <memory>
 #include <span>
-#include <string_view>
+#include <string>
 #include <vector>
 
 namespace kal::web {
@@ -21,10 +21,13 @@ constexpr int kMostFrames = 4096; // rendered at a time
 
 std::unique_ptr<Stage> stage;
 
-/// The head that the caller gave, or the one built in.
-std::span<const unsigned char> HeadOf(const unsigned char* bytes, std::size_t size)
+/// Calls use(head) with what the caller gave, or with the head built in.
+template<class Use>
+void WithHead(const unsigned char* bytes, std::size_t size, Use use)
 {
-    return bytes ? std::span(bytes, size) : std::span(hrtfData, hrtfDataSize);
+    if (bytes) return use(std::span(bytes, size));
+    const std::string head = BuiltInHead();
+    use(std::span(reinterpret_cast<const unsigned char*>(head.data()), head.size()));
 }
 
 std::int64_t Frame(double time)
@@ -43,7 +46,8 @@ Vector3 Vector(double x, double y, double z)
 KAL_EXPORT(create)
 bool Create(double samplingRate, const unsigned char* head, std::size_t headSize)
 {
-    return Done([&] { stage = std::make_unique<Stage>(samplingRate, HeadOf(head, headSize)); });
+    return Done(
+        [&] { WithHead(head, headSize, [&](auto data) { stage = std::make_unique<Stage>(samplingRate, data); }); });
 }
 
 /// Where the samples of a new buffer go, interleaved; null on failure.
@@ -115,7 +119,7 @@ bool SetRoom(double wetA, double volume, double area, double size, double wetB, 
 KAL_EXPORT(head)
 bool ChangeHead(const unsigned char* bytes, std::size_t size)
 {
-    return Done([&] { stage->ChangeHead(HeadOf(bytes, size)); });
+    return Done([&] { WithHead(bytes, size, [](auto data) { stage->ChangeHead(data); }); });
 }
 
 /// Renders the next numFrames frames, of which `frame` is the first one's number.
@@ -165,13 +169,16 @@ const double* Directions(const unsigned char* bytes, std::size_t size)
 {
     static std::vector<double> numbers;
     return Guarded<const double*>(nullptr, [&] {
-        const auto head = HeadOf(bytes, size);
+        HrtfSet set;
+        WithHead(bytes, size, [&](auto data) {
+            set = ReadHrtfSet({reinterpret_cast<const char*>(data.data()), data.size()});
+        });
         numbers = {0.0};
         const auto append = [](float azimuth, float elevation) {
             numbers.insert(numbers.end(), {azimuth, elevation});
             ++numbers[0];
         };
-        for (const HrtfRing& ring : ReadHrtfSet({reinterpret_cast<const char*>(head.data()), head.size()})) {
+        for (const HrtfRing& ring : set) {
             for (const HrtfAngle& angle : ring.angles) {
                 append(angle.azimuth, ring.elevation);
                 if (angle.azimuth > 0.0f && angle.azimuth < 180.0f) append(-angle.azimuth, ring.elevation);
