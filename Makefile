@@ -124,7 +124,7 @@ lint: ## checks the format of all, scripts, includes, seams, thread tags and, by
 	@tools/lint/seams.py $(sources) $(shell git ls-files '*.S')
 	@tools/lint/tags.py $(filter-out %Windows.h %Arm64.h %Wasm.h,$(shell git ls-files 'Kal/*.h' 'libkalmarble/*.h')) # one platform at a time
 	@cmake --preset linux-clang >/dev/null
-	@run-clang-tidy-14 -quiet -p build/linux-clang '^$(CURDIR)/(Kal|libkalmarble|examples|tools|python)/.*\.c' >build/tidy.log 2>&1 || { cat build/tidy.log; exit 1; }
+	@run-clang-tidy-14 -quiet -p build/linux-clang '^$(CURDIR)/(Kal|libkalmarble|examples|tools|python|web)/.*\.c' >build/tidy.log 2>&1 || { cat build/tidy.log; exit 1; }
 
 lines: ## counts lines of code and the share of tests, which is to be a third at most
 	$(need) lines
