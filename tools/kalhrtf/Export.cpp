@@ -170,7 +170,9 @@ void AddExport(CLI::App& app)
     const auto arguments = std::make_shared<Arguments>();
     CLI::App* command = app.add_subcommand("export", "Write a set as a SOFA file, both halves of the sphere");
     command->add_option("SET", arguments->set, "the set, - for standard input, or built-in")->required();
-    command->add_option("-o,--output", arguments->output, "the file to write, - for standard output")->required();
+    command->add_option("-o,--output", arguments->output, "the file to write, - for standard output")
+        ->type_name("FILE")
+        ->required();
     AddRate(*command, "-r,--rate", arguments->rate, "the rate that the set is for");
     command->add_option("--title", arguments->title, "its title");
     command->add_option("--license", arguments->license, "its terms of use");

@@ -189,8 +189,8 @@ HrtfSet Import(const Head& head, const ImportSettings& settings, Report& report)
         for (float& x : ear) x = static_cast<float>(x * gain);
     });
     const double below = LimitPeak(set);
-    report.Add("gain_db", 2.0 * Decibels(gain) - below, "level raised by %s dB");
-    report.Add("below_built_in_db", below, "softer than the built-in set, to stay within 1, by %s dB");
+    report.Add("gain_db", 2.0 * Decibels(gain) - below, "level changed by %s dB, to be as loud as the built-in set");
+    report.Add("below_built_in_db", below, below > 0.0 ? "but softer than it, to stay within 1, by %s dB" : "");
     return set;
 }
 

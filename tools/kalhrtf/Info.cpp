@@ -76,10 +76,13 @@ void Run(const Arguments& arguments)
         std::snprintf(text, sizeof text, "%.1f ... %.1f %s", of.least * scale, of.most * scale, unit);
         return std::string(text);
     };
+    char lengths[64];
+    std::snprintf(lengths, sizeof lengths, taps.least == taps.most ? "taps an ear: %g" : "taps an ear: %g ... %g",
+                  taps.least, taps.most);
     Report report;
     report.Add("rings", std::move(rings), list);
     report.Add("directions", directions, "directions: %s");
-    report.Add("taps", taps.Json(), "taps an ear: " + range(taps, 1.0, ""));
+    report.Add("taps", taps.Json(), lengths);
     report.Add("peak", peak, "largest sample: %s");
     report.Add("itd_samples", itd.Json(),
                "time by which the right ear is earlier: " + range(itd, 1.0, "samples, ") +

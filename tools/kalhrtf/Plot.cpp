@@ -7,6 +7,7 @@
 #include <cmath>
 #include <csignal>
 #include <cstdio>
+#include <filesystem>
 #include <map>
 #include <memory>
 #include <sstream>
@@ -59,8 +60,9 @@ public:
         text << "set terminal " << terminal->second << "\n";
     }
 
-    void AddSet(const HrtfSet& set, const std::string& name)
+    void AddSet(const std::string& path)
     {
+        const HrtfSet set = LoadSoundingSet(path);
         const HrtfRing& ring = NearestRing(set, arguments.elevation);
         const std::string number = std::to_string(names.size());
         text << "$around" << number << " << EOD\n"; // azimuth, ILD, ITD in microseconds, level of the right ear
@@ -92,7 +94,7 @@ public:
             });
             text << "EOD\n";
         }
-        names.push_back(name);
+        names.push_back(std::filesystem::path(path).filename());
     }
 
     std::string Finish(const std::string& path)
@@ -104,13 +106,14 @@ public:
         Lines("time difference of the ears in µs, " + at, "around", {"3"});
         Lines("level of the right ear in dB, " + at, "around", {"4"});
         text << "set title " << Quoted("right ear of " + names[0] + " in dB, " + at)
-             << "\nset logscale y\nset yrange [200:20000]\nset cbrange [-40:20]\nset ylabel 'Hz'\nset pm3d map\n"
+             << " noenhanced\nset logscale y\nset yrange [200:20000]\nset cbrange [-40:20]\nset ylabel 'Hz'\nset pm3d "
+                "map\n"
              << "splot $map using 1:2:3 with pm3d notitle\n"
              << "unset logscale y\nset autoscale y\nunset pm3d\nunset ylabel\nset autoscale x\nset xtics auto\n";
         const std::string one = at + ", azimuth " + Plain(arguments.azimuth);
-        text << "set xlabel 'Hz'\nset logscale x\nset xrange [100:20000]\nset yrange [-50:25]\n";
+        text << "set key bottom left\nset xlabel 'Hz'\nset logscale x\nset xrange [100:20000]\nset yrange [-50:25]\n";
         Lines("magnitudes in dB, " + one, "spectrum", {"2", "3"});
-        text << "unset logscale x\nset autoscale x\nset autoscale y\nset xlabel 'ms'\n";
+        text << "set key top right\nunset logscale x\nset autoscale x\nset autoscale y\nset xlabel 'ms'\n";
         Lines("responses, " + one, "response", {"2", "3"});
         text << "unset multiplot\nunset output\n";
         return text.str();
@@ -159,8 +162,8 @@ private:
 void Run(const Arguments& arguments)
 {
     Script script(arguments.output, arguments);
-    script.AddSet(LoadSoundingSet(arguments.first), arguments.first);
-    if (!arguments.second.empty()) script.AddSet(LoadSoundingSet(arguments.second), arguments.second);
+    script.AddSet(arguments.first);
+    if (!arguments.second.empty()) script.AddSet(arguments.second);
     tools::PendingFile picture(arguments.output);
     const std::string text = script.Finish(picture.Path());
     std::signal(SIGPIPE, SIG_IGN); // a gnuplot that is not there reads nothing
@@ -179,7 +182,9 @@ void AddPlot(CLI::App& app)
     CLI::App* command = app.add_subcommand("plot", "Draw a set, or two over each other (needs gnuplot)");
     command->add_option("SET", arguments->first, "the set, - for standard input, or built-in")->required();
     command->add_option("OTHER", arguments->second, "a set to draw dashed beside it");
-    command->add_option("-o,--output", arguments->output, "the picture to write: .png, .svg or .pdf")->required();
+    command->add_option("-o,--output", arguments->output, "the picture to write: .png, .svg or .pdf")
+        ->type_name("FILE")
+        ->required();
     command->add_option("--elevation", arguments->elevation, "the ring to go around, in degrees")
         ->capture_default_str();
     command->add_option("--azimuth", arguments->azimuth, "the direction whose responses are drawn")

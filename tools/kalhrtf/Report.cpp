@@ -11,8 +11,9 @@ std::string Plain(const nlohmann::ordered_json& value)
 {
     if (value.is_string()) return value;
     if (!value.is_number_float()) return value.dump();
+    const double hundredths = std::round(100.0 * value.get<double>()) / 100.0 + 0.0; // no -0
     char text[32];
-    std::snprintf(text, sizeof text, "%.2f", value.get<double>());
+    std::snprintf(text, sizeof text, "%.*f", hundredths == std::round(hundredths) ? 0 : 2, hundredths);
     return text;
 }
 
@@ -29,7 +30,9 @@ void Report::Add(const std::string& key, nlohmann::ordered_json value, const std
 
 void Report::Print(bool asJson, bool toStandardError) const
 {
-    std::fputs(asJson ? (object.dump(2) + "\n").c_str() : lines.c_str(), toStandardError ? stderr : stdout);
+    std::fputs(asJson ? (object.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) + "\n").c_str()
+                      : lines.c_str(),
+               toStandardError ? stderr : stdout);
 }
 
 } // namespace kal::hrtf

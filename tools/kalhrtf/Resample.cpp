@@ -62,7 +62,9 @@ void AddResample(CLI::App& app)
     AddRate(*command, "--from", arguments->from, "the rate that the set was made for");
     command->add_option("--taps", arguments->taps, "length of a response, a power of two [as many as hold it all]")
         ->check(PowerOfTwo());
-    command->add_option("-o,--output", arguments->output, "the set to write, - for standard output")->required();
+    command->add_option("-o,--output", arguments->output, "the set to write, - for standard output")
+        ->type_name("FILE")
+        ->required();
     command->add_flag("--json", arguments->asJson, "report in JSON");
     command->callback([arguments] { Run(*arguments); });
 }
