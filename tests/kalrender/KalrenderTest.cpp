@@ -138,8 +138,8 @@ TEST_F(Kalrender, RefusesWithoutLeavingAnything)
     }
     for (const std::string arguments :
          {"", "--frob", "bells.json -o a.mp3", "bells.json -b 12", "bells.json -o a.flac -b float",
-          "bells.json bad.json -o a.wav", "bells.json -o - --stems", "bells.json --plot a.gif",
-          "bells.json ./bells.json", "bells.json -t 0"})
+          "bells.json bad.json -o a.wav", "bells.json -o - --stems", "bells.json -o - --report -",
+          "bells.json --plot a.gif", "bells.json ./bells.json", "bells.json -t 0"})
         EXPECT_EQ(Run(arguments), 2) << arguments;
     // A rendering that is interrupted, which playing makes long enough.
     std::ofstream("long.json") << R"({"length": 600, "sounds": [{"synth": {"kind": "click"}}]})";

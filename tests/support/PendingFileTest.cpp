@@ -44,6 +44,7 @@ TEST(PendingFile, IsCopiedToWhatIsNoFile)
     EXPECT_EQ(outcome.out.substr(0, 4), "RIFF") << outcome.error;
     EXPECT_THROW(tools::WriteFile("/dev/full", "x"), tools::Failure);
     EXPECT_THROW(tools::WriteFile(folder / "", "x"), tools::Failure);
+    EXPECT_THROW(tools::PendingFile(folder / std::string(256, 'x')), tools::Failure);
 }
 
 } // namespace

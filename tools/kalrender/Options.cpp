@@ -85,6 +85,8 @@ void CheckTogether(const Options& o)
     if (isPipe && o.stems) refuse("--stems needs a file, not a pipe");
     const std::string picture = std::filesystem::path(o.plot).extension().string();
     if (!o.plot.empty() && picture != ".png" && picture != ".svg") refuse("--plot: FILE ends in .png or .svg");
+    for (const std::string& other : {o.output, o.plot})
+        if (!o.report.empty() && o.report == other) refuse("--report: \"" + other + "\" is another output");
     if (o.scenes.size() == 1) return;
 
     if (!o.output.empty() && !isFolder) refuse("--output: several scenes need a folder, ending in /");

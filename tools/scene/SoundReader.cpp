@@ -77,9 +77,10 @@ Sound SoundReader::Read(const json& document, const std::string& path)
     const std::string source =
         document.contains("synth") ? document["synth"]["kind"].get<std::string>() : document["file"].get<std::string>();
     sound.name = document.value("name", std::filesystem::path(source).stem().string());
-    if (sound.name.empty() || sound.name.find_first_of("/\\") != std::string::npos)
+    const auto isUnfit = [](unsigned char c) { return c < ' ' || c == '/' || c == '\\'; };
+    if (sound.name.empty() || std::ranges::any_of(sound.name, isUnfit))
         faults.push_back(
-            {path + "/name", "expected a name that can be part of a file's, found \"" + sound.name + "\""});
+            {path + "/name", "expected a name that can be part of a file's, found " + Excerpt(sound.name)});
     const std::string place = document.value("place", "world");
     sound.place = place == "listener" ? Place::Listener : place == "none" ? Place::None : Place::World;
     sound.referenceDistance = document.value("referenceDistance", 1.0);

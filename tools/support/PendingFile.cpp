@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <climits>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
@@ -84,6 +85,10 @@ PendingFile::PendingFile(const std::string& name) : target(name), isCopied(name 
     if (!isCopied && stat(name.c_str(), &status) == 0) {
         if (S_ISDIR(status.st_mode)) throw Failure(name + " cannot be written: it is a folder.");
         isCopied = !S_ISREG(status.st_mode);
+    }
+    if (fs::path(target).filename().native().size() > NAME_MAX) {
+        errno = ENAMETOOLONG; // said by the system at the end otherwise
+        Fail(target);
     }
     path = TemporaryFor(target, isCopied);
     const int descriptor = mkstemp(path.data());
