@@ -86,11 +86,12 @@ void AllpassFilter1::Process(unsigned numFrames, float* block)
         const std::size_t run = std::min(pastX.size() - index, numFrames - done);
         float* __restrict io = block + done;
         float* __restrict xs = &pastX[index];
-        float* __restrict ys = &pastY[index];
+        double* __restrict ys = &pastY[index];
         for (std::size_t i = 0; i < run; ++i) {
-            const float y = Step(io[i], xs[i], ys[i]);
+            const double y = Step(io[i], xs[i], ys[i]);
             xs[i] = io[i];
-            io[i] = ys[i] = y;
+            ys[i] = y;
+            io[i] = static_cast<float>(y);
         }
         done += run;
         index = (index + run) % pastX.size();
@@ -100,7 +101,7 @@ void AllpassFilter1::Process(unsigned numFrames, float* block)
 void AllpassFilter1::Mute()
 {
     std::fill(pastX.begin(), pastX.end(), 0.0f);
-    std::fill(pastY.begin(), pastY.end(), 0.0f);
+    std::fill(pastY.begin(), pastY.end(), 0.0);
 }
 
 } // namespace kal

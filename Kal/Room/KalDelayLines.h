@@ -5,7 +5,9 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstddef>
+#include <numeric>
 #include <vector>
 
 namespace kal {
@@ -178,28 +180,33 @@ public:
     /// [render] Filters one sample.
     float ProcessSample(float x)
     {
-        const float y = Step(x, pastX[index], pastY[index]);
+        const double y = Step(x, pastX[index], pastY[index]);
         pastX[index] = x;
         pastY[index] = y;
         if (++index == pastX.size()) index = 0;
-        return y;
+        return static_cast<float>(y);
     }
 
     /// [render] Filters a block in place, exactly as sample by sample.
     void Process(unsigned numFrames, float* block);
 
     /// [render] The largest magnitude among the inputs and outputs that it holds.
-    float Level() const { return std::max(Peak(pastX.size(), pastX.data()), Peak(pastY.size(), pastY.data())); }
+    double Level() const
+    {
+        return std::accumulate(pastY.begin(), pastY.end(), double{Peak(pastX.size(), pastX.data())},
+                               [](double peak, double y) { return std::max(peak, std::fabs(y)); });
+    }
 
     /// [render] Forgets past input.
     void Mute();
 
 private:
-    float Step(float x, float xPast, float yPast) const { return static_cast<float>((x - yPast) * coef + xPast); }
+    double Step(double x, double xPast, double yPast) const { return (x - yPast) * coef + xPast; }
 
     double coef;
-    std::vector<float> pastX, pastY; ///< the last D inputs and outputs
-    std::size_t index = 0;           ///< of the oldest of them
+    std::vector<float> pastX;  ///< the last D inputs
+    std::vector<double> pastY; ///< and outputs: a short line waits for its own last one, and longer if it is rounded
+    std::size_t index = 0;     ///< of the oldest of them
 };
 
 } // namespace kal
