@@ -15,6 +15,11 @@ Compressor::Compressor(double samplingRate)
 
 void Compressor::Process(float* frames, unsigned numFrames)
 {
+    // At rest, unless a peak comes: no frame waits for the gain of the one before.
+    if (gain * releaseCoef + releaseStep == gain && Peak(2 * std::size_t{numFrames}, frames) * gain <= 1.0f) {
+        std::for_each_n(frames, 2 * std::size_t{numFrames}, [&](float& x) { x *= gain; });
+        return;
+    }
     for (float* frame = frames; frame != frames + 2 * std::size_t{numFrames}; frame += 2) {
         float left = FiniteOrZero(frame[0]) * gain;
         float right = FiniteOrZero(frame[1]) * gain;
