@@ -130,14 +130,35 @@ BENCHMARK(Deinterleave)->DenseRange(0, 2);
 void Products(benchmark::State& state)
 {
     constexpr int kBins = kBlock + 1, kRow = kBlock + 16;
-    auto rows = Noise(10 * kRow);
-    const auto row = [&](int i) { return &rows[static_cast<std::size_t>(i * kRow)]; };
-    for (const int i : {4, 5, 8, 9}) std::fill_n(row(i), kRow, 0.0f);
+    auto in = Noise(2 * kRow), filters = Noise(4 * kRow), sums = Noise(4 * kRow);
     const kernels::Products products{
-        kBins, row(0), row(1), {{row(2), row(3), row(4), row(5)}, {row(6), row(7), row(8), row(9)}}};
+        kBins, &in[0], &in[kRow], kRow, {{&filters[0], &sums[0]}, {&filters[2 * kRow], &sums[2 * kRow]}}};
     Measure(state, 0, kBins, [&](const kernels::Table& table) { table.addProducts(products); });
 }
 BENCHMARK(Products)->DenseRange(0, 2);
+
+void PairProducts(benchmark::State& state)
+{
+    constexpr int kBins = kBlock + 1, kRow = kBlock + 16;
+    auto in = Noise(4 * kRow), filters = Noise(8 * kRow), sums = Noise(4 * kRow);
+    const kernels::PairProducts products{
+        kBins,
+        &in[0],
+        &in[2 * kRow],
+        kRow,
+        {{{&filters[0], &filters[4 * kRow]}, &sums[0]}, {{&filters[2 * kRow], &filters[6 * kRow]}, &sums[2 * kRow]}}};
+    Measure(state, 0, kBins, [&](const kernels::Table& table) { table.addPairProducts(products); });
+}
+BENCHMARK(PairProducts)->DenseRange(0, 2);
+
+void Cascade(benchmark::State& state)
+{
+    kernels::Cascade cascade{};
+    for (auto& section : cascade.sections) section = {1.0, -1.6, 0.7, 1.6, -0.7, {}, {}, {}, {}};
+    auto frames = Noise(2 * kFrames);
+    Measure(state, 0, kFrames, [&](const kernels::Table& table) { table.runCascade(cascade, kFrames, frames.data()); });
+}
+BENCHMARK(Cascade)->DenseRange(0, 2);
 
 } // namespace
 } // namespace kal

@@ -53,10 +53,9 @@ template<class V>
 inline void AddProductsAt(const kernels::Products& p, int k)
 {
     const auto spectrum = Load<V>(p.real, p.imag, k);
-    for (const kernels::Products::Ear& ear : p.ears) {
-        const auto sum = Load<V>(ear.sumReal, ear.sumImag, k), filter = Load<V>(ear.filterReal, ear.filterImag, k);
-        Store(ear.sumReal, ear.sumImag, k, sum + spectrum * filter);
-    }
+    for (const auto& [filter, sum] : p.ears)
+        Store(sum, sum + p.stride, k,
+              Load<V>(sum, sum + p.stride, k) + spectrum * Load<V>(filter, filter + p.stride, k));
 }
 
 template<class V>
@@ -65,6 +64,31 @@ void AddProducts(const kernels::Products& p)
     int k = 0;
     for (; k + kNumLanes<V> <= p.bins; k += kNumLanes<V>) AddProductsAt<V>(p, k);
     for (; k < p.bins; ++k) AddProductsAt<float>(p, k);
+}
+
+/// The same of a pair.
+template<class V>
+inline void AddPairProductsAt(const kernels::PairProducts& p, int k)
+{
+    const int mirror = 2 * (p.bins - 1) - k - (kNumLanes<V> - 1);
+    const auto z = Load<V>(p.real, p.imag, k), y = Load<V>(p.real, p.imag, mirror);
+    const Complex<V> mirrored = {Reversed(y.re), -Reversed(y.im)};
+    const Complex<V> first = (z + mirrored) * 0.25f, difference = (z - mirrored) * 0.25f;
+    const Complex<V> second = {difference.im, -difference.re};
+    for (const auto& [filters, sum] : p.ears) {
+        const auto a = first * Load<V>(filters[0], filters[0] + p.stride, k);
+        const auto b = second * Load<V>(filters[1], filters[1] + p.stride, k);
+        Store(sum, sum + p.stride, k, Load<V>(sum, sum + p.stride, k) + a + b);
+    }
+}
+
+template<class V>
+void AddPairProducts(const kernels::PairProducts& products)
+{
+    const kernels::PairProducts p = products; // or every store might change the pointers
+    int k = 0;
+    for (; k + kNumLanes<V> <= p.bins; k += kNumLanes<V>) AddPairProductsAt<V>(p, k);
+    for (; k < p.bins; ++k) AddPairProductsAt<float>(p, k);
 }
 
 } // namespace

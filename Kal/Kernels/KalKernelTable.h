@@ -30,10 +30,35 @@ struct TwiddlePairs {
 struct Products {
     int bins;
     const float *real, *imag;
+    int stride; ///< floats from the real to the imaginary parts of what follows
     struct Ear {
-        const float *filterReal, *filterImag;
-        float *sumReal, *sumImag;
+        const float* filter;
+        float* sum;
     } ears[2];
+};
+
+/// The same for two real signals whose spectra A and B were transformed as one, Z, that of the first plus i times the
+/// second: sum[k] += A[k] filters[0][k] + B[k] filters[1][k]. As a real transform's, bins are half the sums:
+///     A[k] = (Z[k] + Z*[-k]) / 4, B[k] = (Z[k] - Z*[-k]) / 4i.
+struct PairProducts {
+    int bins;
+    const float *real, *imag; ///< the 2 (bins - 1) of Z, and the first of them once more
+    int stride;               ///< floats from the real to the imaginary parts of what follows
+    struct Ear {
+        const float* filters[2];
+        float* sum;
+    } ears[2];
+};
+
+/// Second-order sections one after the other, y[n] = b0 x[n] + b1 x[n-1] + b2 x[n-2] + c1 y[n-1] + c2 y[n-2] in double,
+/// over two channels.
+struct Cascade {
+    static constexpr int kSections = 6;
+
+    struct Section {
+        double b0, b1, b2, c1, c2;
+        double x1[2], x2[2], y1[2], y2[2]; ///< each channel's past, in and out
+    } sections[kSections];
 };
 
 struct Table {
@@ -65,6 +90,10 @@ struct Table {
     void (*deinterleave)(int count, const float* in, float* even, float* odd);
 
     void (*addProducts)(const Products& products);
+    void (*addPairProducts)(const PairProducts& products);
+
+    /// Frames of interleaved stereo, in place. Every table gives the same bits.
+    void (*runCascade)(Cascade& cascade, int numFrames, float* frames);
 };
 
 /// The widest step of resample, frames: beyond it, float lanes would place the frames of a group too coarsely.

@@ -1,4 +1,5 @@
 #include "Kal/Kernels/KalConvolverKernel.h"
+#include "Kal/Kernels/KalFilterKernel.h"
 #include "Kal/Kernels/KalKernelTables.h"
 #include "Kal/Kernels/KalReverbKernel.h"
 #include "Kal/Kernels/KalVoiceKernel.h"
@@ -14,6 +15,8 @@ constexpr Table kLanes8Table{kNumLanes<Float8>,
                              AddFaded<Float8>,
                              ApplyTwiddlePairs<Float8>,
                              Deinterleave<Float8>,
-                             AddProducts<Float8>};
+                             AddProducts<Float8>,
+                             AddPairProducts<Float8>,
+                             RunCascade<Double4>};
 
 } // namespace kal::kernels

@@ -56,6 +56,22 @@ void AddFaded(float* to, const float* from, int numFrames, float gain, float ste
     for (int i = 0; i < numFrames; ++i, gain += step) to[i] += gain * from[i];
 }
 
+void RunCascade(Cascade& cascade, int numFrames, float* frames)
+{
+    for (int i = 0; i < 2 * numFrames; ++i) {
+        const int channel = i % 2;
+        double x = frames[i];
+        for (Cascade::Section& s : cascade.sections) {
+            double &x1 = s.x1[channel], &x2 = s.x2[channel], &y1 = s.y1[channel], &y2 = s.y2[channel];
+            const double y = s.b0 * x + s.b1 * x1 + s.b2 * x2 + s.c1 * y1 + s.c2 * y2;
+            x2 = x1, x1 = x;
+            y2 = y1, y1 = y;
+            x = y;
+        }
+        frames[i] = static_cast<float>(x);
+    }
+}
+
 } // namespace
 
 constexpr Table kGenericTable{kNumLanes<float>,
@@ -67,6 +83,8 @@ constexpr Table kGenericTable{kNumLanes<float>,
                               AddFaded,
                               ApplyTwiddlePairs<float>,
                               Deinterleave<float>,
-                              AddProducts<float>};
+                              AddProducts<float>,
+                              AddPairProducts<float>,
+                              RunCascade};
 
 } // namespace kal::kernels

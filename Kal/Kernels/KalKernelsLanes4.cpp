@@ -1,4 +1,5 @@
 #include "Kal/Kernels/KalConvolverKernel.h"
+#include "Kal/Kernels/KalFilterKernel.h"
 #include "Kal/Kernels/KalKernelTables.h"
 #include "Kal/Kernels/KalReverbKernel.h"
 #include "Kal/Kernels/KalVoiceKernel.h"
@@ -14,6 +15,8 @@ constexpr Table kLanes4Table{kNumLanes<Float4>,
                              AddFaded<Float4>,
                              ApplyTwiddlePairs<Float4>,
                              Deinterleave<Float4>,
-                             AddProducts<Float4>};
+                             AddProducts<Float4>,
+                             AddPairProducts<Float4>,
+                             RunCascade<Double2>};
 
 } // namespace kal::kernels

@@ -1,8 +1,6 @@
 #include "Kal/Master/KalUtilsBiquad.h"
 
-#include "Kal/Platform/KalPlatform.h"
-
-#include <algorithm>
+#include "Kal/Kernels/KalKernels.h"
 
 namespace kal {
 
@@ -74,74 +72,28 @@ void SingleBiquadFilter::Process(unsigned numFrames, float* block)
     state = filter.state;
 }
 
-/// Both channels of a filter at once, in double.
-struct DualBiquadFilter::Pair {
-    using Double2 = platform::Double2;
-
-    Pair() = default;
-
-    explicit Pair(const DualBiquadFilter& filter)
-        : b0{filter.b0, filter.b0},
-          b1{filter.b1, filter.b1},
-          b2{filter.b2, filter.b2},
-          c1{filter.c1, filter.c1},
-          c2{filter.c2, filter.c2},
-          x1{filter.states[0].x1, filter.states[1].x1},
-          x2{filter.states[0].x2, filter.states[1].x2},
-          y1{filter.states[0].y1, filter.states[1].y1},
-          y2{filter.states[0].y2, filter.states[1].y2}
-    {
-    }
-
-    /// The states of the filter that this has been.
-    std::array<State, 2> States() const
-    {
-        const auto channel = [&](int i) {
-            return State{static_cast<float>(x1[i]), static_cast<float>(x2[i]), static_cast<float>(y1[i]),
-                         static_cast<float>(y2[i])};
-        };
-        return {channel(0), channel(1)};
-    }
-
-    /// As BiquadFilter::ProcessSample, to the last bit.
-    void Step(Double2 x)
-    {
-        const Double2 y = b0 * x + b1 * x1 + b2 * x2 + c1 * y1 + c2 * y2;
-        x2 = x1;
-        x1 = x;
-        y2 = y1;
-        y1 = platform::RoundedToFloat(y);
-    }
-
-    Double2 b0, b1, b2, c1, c2, x1, x2, y1, y2;
-};
-
-// Each filter is one frame behind the one before it, so that in every step all of them work at the same time, on the
-// last results of their neighbours, instead of waiting for each other. The first and last steps are those in which
-// some filters have no frame.
 void DualBiquadFilter::ProcessCascade(std::array<DualBiquadFilter, kNumSections>& cascade, unsigned numFrames,
                                       float* frames)
 {
-    constexpr int kLast = kNumSections - 1;
-    std::array<Pair, kNumSections> pairs;
-    for (int k = 0; k < kNumSections; ++k) pairs[k] = Pair(cascade[k]);
-
-    const int count = static_cast<int>(numFrames);
-    const auto read = [&](int i) { return Pair::Double2{frames[2 * i], frames[2 * i + 1]}; };
-    const auto step = [&](int t, int first, int last) {
-#pragma GCC unroll 8
-        for (int k = last; k > first; --k) pairs[k].Step(pairs[k - 1].y1);
-        pairs[first].Step(first == 0 ? read(t) : pairs[first - 1].y1);
-        if (last < kLast) return;
-        frames[2 * (t - kLast)] = static_cast<float>(pairs[kLast].y1[0]);
-        frames[2 * (t - kLast) + 1] = static_cast<float>(pairs[kLast].y1[1]);
-    };
-    int t = 0;
-    for (; t < std::min(kLast, count); ++t) step(t, 0, t);
-    for (; t < count; ++t) step(t, 0, kLast);
-    for (; t < count + kLast; ++t) step(t, t - count + 1, std::min(t, kLast));
-
-    for (int k = 0; k < kNumSections; ++k) cascade[k].states = pairs[k].States();
+    kernels::Cascade run;
+    for (int k = 0; k < kNumSections; ++k) {
+        const DualBiquadFilter& f = cascade[k];
+        const auto& [left, right] = f.states;
+        run.sections[k] = {f.b0,
+                           f.b1,
+                           f.b2,
+                           f.c1,
+                           f.c2,
+                           {left.x1, right.x1},
+                           {left.x2, right.x2},
+                           {left.y1, right.y1},
+                           {left.y2, right.y2}};
+    }
+    kernels::ActiveTable().runCascade(run, static_cast<int>(numFrames), frames);
+    for (int k = 0; k < kNumSections; ++k) {
+        const auto& [b0, b1, b2, c1, c2, x1, x2, y1, y2] = run.sections[k];
+        for (int i = 0; i < 2; ++i) cascade[k].states[i] = {x1[i], x2[i], y1[i], y2[i]};
+    }
 }
 
 } // namespace kal

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Kal/Kernels/KalKernelTable.h"
+
 #include <array>
 #include <cmath>
 
@@ -31,19 +33,21 @@ protected:
 
     /// One channel's past: the inputs and outputs of the last two frames.
     struct State {
-        float x1 = 0.0f, x2 = 0.0f, y1 = 0.0f, y2 = 0.0f;
+        double x1 = 0.0, x2 = 0.0, y1 = 0.0, y2 = 0.0;
 
-        float Level() const { return std::fabs(x1) + std::fabs(x2) + std::fabs(y1) + std::fabs(y2); }
+        float Level() const
+        {
+            return static_cast<float>(std::fabs(x1) + std::fabs(x2) + std::fabs(y1) + std::fabs(y2));
+        }
     };
 
-    /// One frame of one channel. The sum is taken in double and rounded once: in float, the rounding noise of a low
-    /// band is 10 dB louder.
-    float ProcessSample(State& state, float x) const
+    /// One frame of one channel, in double: in float, the rounding noise of a low band is 10 dB louder, and rounding
+    /// the state from frame to frame takes longer than the rest.
+    double ProcessSample(State& state, double x) const
     {
-        const double y = double{b0} * x + double{b1} * state.x1 + double{b2} * state.x2 + double{c1} * state.y1 +
-                         double{c2} * state.y2;
-        state = {x, state.x1, static_cast<float>(y), state.y1};
-        return state.y1;
+        const double y = b0 * x + b1 * state.x1 + b2 * state.x2 + c1 * state.y1 + c2 * state.y2;
+        state = {x, state.x1, y, state.y1};
+        return y;
     }
 
     float b0 = 1.0f, b1 = 0.0f, b2 = 0.0f; ///< weights of x[n], x[n-1], x[n-2]
@@ -60,7 +64,7 @@ public:
     void Prepare() override {}
 
     /// [render] Filters one sample.
-    float ProcessSample(float x) { return BiquadFilter::ProcessSample(state, x); }
+    float ProcessSample(float x) { return static_cast<float>(BiquadFilter::ProcessSample(state, x)); }
 
     /// [render] Filters a block in place, exactly as sample by sample.
     void Process(unsigned numFrames, float* block);
@@ -83,15 +87,15 @@ public:
     /// [render] Filters one frame in place.
     void ProcessSample(float& left, float& right)
     {
-        left = BiquadFilter::ProcessSample(states[0], left);
-        right = BiquadFilter::ProcessSample(states[1], right);
+        left = static_cast<float>(BiquadFilter::ProcessSample(states[0], left));
+        right = static_cast<float>(BiquadFilter::ProcessSample(states[1], right));
     }
 
     /// Number of sections of a cascade.
-    static constexpr int kNumSections = 6;
+    static constexpr int kNumSections = kernels::Cascade::kSections;
 
     /// [render] Filters a block of interleaved stereo in place through a cascade of filters, one after the other:
-    /// exactly as frame by frame, faster.
+    /// as frame by frame but for rounding between the filters, faster.
     static void ProcessCascade(std::array<DualBiquadFilter, kNumSections>& cascade, unsigned numFrames, float* frames);
 
     /// [render] Forgets past input; the design stays.
@@ -101,8 +105,6 @@ public:
     float Level() const { return states[0].Level() + states[1].Level(); }
 
 private:
-    struct Pair;
-
     std::array<State, 2> states; ///< left, right
 };
 

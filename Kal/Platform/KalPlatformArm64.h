@@ -58,13 +58,4 @@ inline void PauseSpinning()
     asm volatile("yield");
 }
 
-using Double2 = double __attribute__((vector_size(16)));
-
-/// [any]
-inline Double2 RoundedToFloat(Double2 x)
-{
-    using Float2 = float __attribute__((vector_size(8)));
-    return __builtin_convertvector(__builtin_convertvector(x, Float2), Double2);
-}
-
 } // namespace kal::platform

@@ -38,13 +38,4 @@ public:
 /// [any]
 inline void PauseSpinning() {}
 
-using Double2 = double __attribute__((vector_size(16)));
-
-/// [any]
-inline Double2 RoundedToFloat(Double2 x)
-{
-    using Float2 = float __attribute__((vector_size(8)));
-    return __builtin_convertvector(__builtin_convertvector(x, Float2), Double2);
-}
-
 } // namespace kal::platform

@@ -78,12 +78,4 @@ inline void PauseSpinning()
     _mm_pause();
 }
 
-using Double2 = double __attribute__((vector_size(16)));
-
-/// [any] Each lane rounded to float. Compilers take the way over a vector of two floats in more instructions.
-inline Double2 RoundedToFloat(Double2 x)
-{
-    return _mm_cvtps_pd(_mm_cvtpd_ps(x));
-}
-
 } // namespace kal::platform

@@ -18,7 +18,10 @@ bool Sounds(const float* begin, const float* end)
 
 } // namespace
 
-ConvolverBank::ConvolverBank(int length, unsigned numAccumulators) : fft(length), blockLength(length)
+ConvolverBank::ConvolverBank(int length, unsigned numAccumulators)
+    : fft(length),
+      pairTransform(qfft::CreateFFTSetup({false, {2 * static_cast<unsigned>(length)}, 4, 1, 4, 0})),
+      blockLength(length)
 {
     accumulators.reserve(numAccumulators);
     for (unsigned i = 0; i < numAccumulators; ++i) accumulators.emplace_back(*this);
@@ -86,19 +89,19 @@ void ConvolverBank::Input::Trim(int frames) noexcept
 }
 
 // Ends a block, the second half of a window. Returns false if there is nothing in all of the window.
-bool ConvolverBank::Input::FinishBlock(float* window)
+bool ConvolverBank::Input::FinishBlock(unsigned block)
 {
-    float *block = window + bank.blockLength, *end = block + bank.blockLength;
+    float *begin = Window(block) + bank.blockLength, *end = begin + bank.blockLength;
     const bool rings = blocksToCome > 1;
-    const bool sounds = Sounds(block, end);
-    if (!sounds) std::fill(block, end, 0.0f);
+    const bool sounds = Sounds(begin, end);
+    if (!sounds) std::fill(begin, end, 0.0f);
     blocksToCome = sounds ? 2 : std::max(blocksToCome - 1, 0);
     return sounds || rings;
 }
 
 void ConvolverBank::Input::EndRender()
 {
-    const float* begin = samples.data() + std::size_t{bank.NumBlocks()} * bank.blockLength;
+    const float* begin = Window(bank.NumBlocks());
     const float* present = begin + bank.blockLength;
     const float* end = Frames() + bank.numFrames;
     hasOutput = blocksToCome > 0 || Sounds(present, end);
@@ -111,7 +114,7 @@ void ConvolverBank::Input::EndRender()
 ConvolverBank::Accumulator::Accumulator(const ConvolverBank& owner)
     : bank(owner),
       fft(owner.fft),
-      spectrum(owner.blockLength + 1),
+      spectrum(2 * owner.blockLength + 1),
       window(2 * owner.blockLength),
       output(2 * owner.blockLength),
       previousTail(2 * owner.blockLength),
@@ -133,26 +136,62 @@ void ConvolverBank::Accumulator::Trim(std::size_t numBlocks) noexcept
 
 void ConvolverBank::Accumulator::Add(Input& input, const Responses& responses, bool swapEars)
 {
-    const kernels::Table& table = kernels::ActiveTable();
-    const StereoSpectrum& filter = responses.spectrum;
+    const Side side = {&input, &responses, swapEars};
+    if (waiting.input)
+        AddWaiting(side);
+    else
+        waiting = side;
+}
+
+// Adds the side that waits and, if there is one, the next.
+void ConvolverBank::Accumulator::AddWaiting(const Side& next)
+{
     for (unsigned i = 0; i < bank.NumBlocks(); ++i) {
-        float* from = input.samples.data() + std::size_t{i} * bank.blockLength;
-        if (!input.FinishBlock(from)) continue;
+        const bool isFirst = waiting.input->FinishBlock(i), isSecond = next.input && next.input->FinishBlock(i);
+        if (!isFirst && !isSecond) continue;
         isEmpty = false;
-        fft.ForwardTransform(spectrum.real.Data(), spectrum.imag.Data(), from);
-        StereoSpectrum& sum = spectra[i];
-        const int ears[] = {swapEars ? 1 : 0, swapEars ? 0 : 1};
-        table.addProducts({bank.blockLength + 1,
-                           spectrum.real.Data(),
-                           spectrum.imag.Data(),
-                           {{filter.Real(0), filter.Imag(0), sum.Real(ears[0]), sum.Imag(ears[0])},
-                            {filter.Real(1), filter.Imag(1), sum.Real(ears[1]), sum.Imag(ears[1])}}});
+        if (isFirst && isSecond)
+            AddTogether(waiting, next, i);
+        else
+            AddAlone(isFirst ? waiting : next, i);
     }
-    input.EndRender();
+    waiting.input->EndRender();
+    if (next.input) next.input->EndRender();
+    waiting = {};
+}
+
+void ConvolverBank::Accumulator::AddAlone(const Side& side, unsigned block)
+{
+    float *real = spectrum.real.Data(), *imag = spectrum.imag.Data();
+    fft.ForwardTransform(real, imag, side.input->Window(block));
+    StereoSpectrum& sum = spectra[block];
+    kernels::ActiveTable().addProducts({bank.blockLength + 1,
+                                        real,
+                                        imag,
+                                        sum.Stride(),
+                                        {{side.Filter(0), sum.Real(0)}, {side.Filter(1), sum.Real(1)}}});
+}
+
+// One complex transform of two windows costs little more than the real transform of one.
+void ConvolverBank::Accumulator::AddTogether(const Side& first, const Side& second, unsigned block)
+{
+    const int points = 2 * bank.blockLength;
+    float *real = spectrum.real.Data(), *imag = spectrum.imag.Data();
+    bank.pairTransform->Transform({first.input->Window(block), second.input->Window(block), real, imag});
+    real[points] = real[0];
+    imag[points] = imag[0];
+    StereoSpectrum& sum = spectra[block];
+    kernels::ActiveTable().addPairProducts(
+        {bank.blockLength + 1,
+         real,
+         imag,
+         sum.Stride(),
+         {{{first.Filter(0), second.Filter(0)}, sum.Real(0)}, {{first.Filter(1), second.Filter(1)}, sum.Real(1)}}});
 }
 
 void ConvolverBank::Accumulator::Render(float* out)
 {
+    if (waiting.input) AddWaiting({});
     if (isEmpty) return;
     isEmpty = true;
     const int length = bank.blockLength;

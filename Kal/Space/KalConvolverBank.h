@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Kal/Base/KalAlignedArray.h"
+#include "Kal/Base/KalAlignedVector.h"
 #include "Kal/Space/KalConvolver.h"
 
 #include <vector>
@@ -50,6 +51,7 @@ private:
     unsigned NumBlocks() const { return static_cast<unsigned>(position + numFrames) / blockLength; }
 
     RealFFT fft;
+    std::shared_ptr<const qfft::FFTSetup> pairTransform; ///< of two inputs' windows, as real and imaginary parts
     int blockLength;
     int numFrames = 0; ///< of the block that is rendered
     int position = 0;  ///< frames of the bank's present block that came before those
@@ -65,6 +67,7 @@ public:
     float* Imag(int ear) { return Real(ear) + stride; }
     const float* Real(int ear) const { return parts.Data() + 2 * ear * stride; }
     const float* Imag(int ear) const { return Real(ear) + stride; }
+    int Stride() const { return stride; } ///< from real to imaginary parts
     void Clear() { parts.Clear(); }
 
 private:
@@ -101,12 +104,13 @@ public:
 
 private:
     friend class Accumulator;
-    bool FinishBlock(float* window);
+    float* Window(unsigned block) { return samples.data() + std::size_t{block} * bank.blockLength; }
+    bool FinishBlock(unsigned block);
     void EndRender();
 
     const ConvolverBank& bank;
-    std::vector<float> samples; ///< the bank's previous block, the present one so far, then Frames; zero without output
-    int blocksToCome = 0;       ///< how many of the bank's blocks the past will still be heard in
+    AlignedVector samples; ///< the bank's previous block, the present one so far, then Frames; zero without output
+    int blocksToCome = 0;  ///< how many of the bank's blocks the past will still be heard in
     bool hasOutput = false;
 };
 
@@ -116,7 +120,8 @@ public:
     /// [control]
     explicit Accumulator(const ConvolverBank& owner);
 
-    /// [render] Adds an input through its responses, with the ears swapped if asked for.
+    /// [render] Adds an input through its responses, with the ears swapped if asked for. Two inputs share a transform,
+    /// so one may wait, as it is, for the next or for Render.
     void Add(Input& input, const Responses& responses, bool swapEars);
 
     /// [render] Adds the sound of the sum to out, interleaved stereo, and to what comes in the next block; then it is
@@ -125,12 +130,25 @@ public:
 
 private:
     friend class ConvolverBank;
+
+    struct Side {
+        Input* input = nullptr;
+        const Responses* responses = nullptr;
+        bool swapEars = false;
+
+        const float* Filter(int ear) const { return responses->spectrum.Real(swapEars ? 1 - ear : ear); }
+    };
+
     void Reserve(std::size_t numBlocks);
     void Trim(std::size_t numBlocks) noexcept;
+    void AddAlone(const Side& side, unsigned block);
+    void AddTogether(const Side& first, const Side& second, unsigned block);
+    void AddWaiting(const Side& next);
 
     const ConvolverBank& bank;
     RealFFT fft;
-    Spectrum spectrum;                   ///< of an input
+    Spectrum spectrum;                   ///< of an input or two
+    Side waiting;                        ///< for a second one
     std::vector<StereoSpectrum> spectra; ///< the sums, one for each of the bank's blocks
     bool isEmpty = true;
     AlignedArray window, output;

@@ -14,36 +14,6 @@
 namespace kal {
 namespace {
 
-/// Every kernel of a table against its plain form in double precision.
-class Kernels : public test::EveryTable {
-protected:
-    const kernels::Table& table = kernels::ActiveTable();
-    std::vector<double> actual, expected;
-
-    /// Runs check(n, offset) for lengths that end a loop over lanes differently, at every offset from the alignment.
-    /// @param unit n is a multiple of it  @param leastDb how close what was compared has to be
-    template<class Check>
-    void ForAll(int unit, double leastDb, Check check)
-    {
-        actual.clear();
-        expected.clear();
-        for (const int n : {0, 1, 3, 4, 5, 63, 253})
-            for (int offset = 0; offset < 4; ++offset) {
-                SCOPED_TRACE(testing::Message() << n << " elements, " << offset << " past the alignment");
-                check(n - n % unit, offset);
-            }
-        EXPECT_GT(test::SignalToErrorDb(actual, expected), leastDb);
-    }
-
-    void Compare(double a, double e)
-    {
-        actual.push_back(a);
-        expected.push_back(e);
-    }
-};
-
-INSTANTIATE_TEST_SUITE_P(Tables, Kernels, test::kEveryTable, test::NameOfTable);
-
 /// n elements of noise some elements past the alignment. Ends the test's luck if what stands around them is written to.
 class Line {
 public:
@@ -70,6 +40,43 @@ private:
     int n, offset;
     qfft::AlignedVector<float> x, before;
 };
+
+/// Every kernel of a table against its plain form in double precision.
+class Kernels : public test::EveryTable {
+protected:
+    const kernels::Table& table = kernels::ActiveTable();
+    std::vector<double> actual, expected;
+
+    /// Runs check(n, offset) for lengths that end a loop over lanes differently, at every offset from the alignment.
+    /// @param unit n is a multiple of it  @param leastDb how close what was compared has to be
+    template<class Check>
+    void ForAll(int unit, double leastDb, Check check)
+    {
+        actual.clear();
+        expected.clear();
+        for (const int n : {0, 1, 3, 4, 5, 63, 253})
+            for (int offset = 0; offset < 4; ++offset) {
+                SCOPED_TRACE(testing::Message() << n << " elements, " << offset << " past the alignment");
+                check(n - n % unit, offset);
+            }
+        EXPECT_GT(test::SignalToErrorDb(actual, expected), leastDb);
+    }
+
+    void Compare(double a, double e)
+    {
+        actual.push_back(a);
+        expected.push_back(e);
+    }
+
+    /// Bin k of a sum to which so much was added.
+    void CompareSum(Line& sum, int k, int stride, std::complex<double> added)
+    {
+        Compare(sum[k], sum.Was(k) + added.real());
+        Compare(sum[k + stride], sum.Was(k + stride) + added.imag());
+    }
+};
+
+INSTANTIATE_TEST_SUITE_P(Tables, Kernels, test::kEveryTable, test::NameOfTable);
 
 TEST_P(Kernels, SmoothGains)
 {
@@ -183,6 +190,12 @@ TEST_P(Kernels, AdvanceTheNetwork)
 
 using Complex = std::complex<double>;
 
+/// Bin k of a spectrum whose imaginary parts stand `stride` behind the real ones.
+Complex At(float* spectrum, int k, int stride)
+{
+    return {spectrum[k], spectrum[k + stride]};
+}
+
 TEST_P(Kernels, ApplyTwiddlesToPairs)
 {
     for (const float conjugate : {1.0f, -1.0f})
@@ -206,16 +219,59 @@ TEST_P(Kernels, AddProducts)
 {
     ForAll(1, 120.0, [&](int n, int offset) {
         Line real(n, offset, 1), imag(n, 3 - offset, 2);
-        std::vector<Line> ears;
-        for (unsigned i = 0; i < 8; ++i) ears.emplace_back(n, offset, 3 + i);
-        table.addProducts(
-            {n, real, imag, {{ears[0], ears[1], ears[2], ears[3]}, {ears[4], ears[5], ears[6], ears[7]}}});
-        for (std::size_t ear = 0; ear < 8; ear += 4)
+        const int stride = n + offset;
+        std::vector<Line> filters, sums;
+        for (unsigned ear = 0; ear < 2; ++ear)
+            filters.emplace_back(stride + n, offset, 3 + ear), sums.emplace_back(stride + n, offset, 5 + ear);
+        table.addProducts({n, real, imag, stride, {{filters[0], sums[0]}, {filters[1], sums[1]}}});
+        for (std::size_t ear = 0; ear < 2; ++ear)
+            for (int k = 0; k < n; ++k)
+                CompareSum(sums[ear], k, stride, Complex(real[k], imag[k]) * At(filters[ear], k, stride));
+    });
+}
+
+TEST_P(Kernels, AddProductsOfAPair)
+{
+    ForAll(1, 120.0, [&](int n, int offset) {
+        const int stride = n + offset, points = 2 * std::max(n - 1, 0);
+        Line real(points + 1, offset, 1), imag(points + 1, 3 - offset, 2);
+        real[points] = real[0], imag[points] = imag[0];
+        std::vector<Line> filters, sums;
+        for (unsigned i = 0; i < 4; ++i) filters.emplace_back(stride + n, offset, 3 + i);
+        for (unsigned ear = 0; ear < 2; ++ear) sums.emplace_back(stride + n, offset, 7 + ear);
+        table.addPairProducts(
+            {n, real, imag, stride, {{{filters[0], filters[1]}, sums[0]}, {{filters[2], filters[3]}, sums[1]}}});
+        for (std::size_t ear = 0; ear < 2; ++ear)
             for (int k = 0; k < n; ++k) {
-                const Complex product = Complex(real[k], imag[k]) * Complex(ears[ear][k], ears[ear + 1][k]);
-                Compare(ears[ear + 2][k], ears[ear + 2].Was(k) + product.real());
-                Compare(ears[ear + 3][k], ears[ear + 3].Was(k) + product.imag());
+                const Complex z(real[k], imag[k]), mirrored(real[points - k], -imag[points - k]);
+                const Complex first = (z + mirrored) / 4.0, second = (z - mirrored) / Complex(0.0, 4.0);
+                CompareSum(sums[ear], k, stride,
+                           first * At(filters[2 * ear], k, stride) + second * At(filters[2 * ear + 1], k, stride));
             }
+    });
+}
+
+TEST_P(Kernels, RunTheCascade)
+{
+    kernels::Cascade cascade{};
+    for (int k = 0; k < kernels::Cascade::kSections; ++k) {
+        const double radius = 0.5 + 0.05 * k;
+        cascade.sections[k] = {1.0 - 0.1 * k, 0.3, -0.2, 1.6 * radius, -radius * radius, {}, {}, {}, {}};
+    }
+    kernels::Cascade model = cascade;
+    ForAll(1, 130.0, [&](int n, int offset) {
+        Line frames(2 * n, offset, 1);
+        table.runCascade(cascade, n, frames);
+        for (int i = 0; i < 2 * n; ++i) {
+            double x = frames.Was(i);
+            for (auto& [b0, b1, b2, c1, c2, x1, x2, y1, y2] : model.sections) {
+                const int c = i % 2;
+                const double y = b0 * x + b1 * x1[c] + b2 * x2[c] + c1 * y1[c] + c2 * y2[c];
+                x2[c] = x1[c], x1[c] = x, y2[c] = y1[c], y1[c] = y;
+                x = y;
+            }
+            Compare(frames[i], x);
+        }
     });
 }
 

@@ -1,0 +1,118 @@
+#pragma once
+
+#include "Kal/Kernels/KalKernelTable.h"
+#include "Kal/QFFT/Lanes.h"
+
+/// [render] The inner loop of the equaliser, written once for every lane width.
+namespace kal {
+
+namespace {
+
+using namespace qfft;
+
+using Double2 = double __attribute__((vector_size(16)));
+
+/// What goes into the sections that stand first in their vectors: a frame and, where a vector holds a further section,
+/// what comes out of the last vector's first one.
+inline Double2 FirstInput(Double2 frame, Double2)
+{
+    return frame;
+}
+
+#ifdef __AVX2__
+using Double4 = double __attribute__((vector_size(32)));
+
+inline Double4 FirstInput(Double2 frame, Double4 last)
+{
+    return __builtin_shufflevector(Double4{frame[0], frame[1]}, last, 0, 1, 4, 5);
+}
+#endif
+
+/// Sections of a cascade, both channels of each side by side. The vectors take turns at holding a section, so that what
+/// goes into a vector is what comes out of the one before.
+template<class D>
+struct Sections {
+    static constexpr int kHeld = sizeof(D) / sizeof(Double2);
+    static constexpr int kVectors = kernels::Cascade::kSections / kHeld;
+
+    void Load(const kernels::Cascade::Section& section, int held)
+    {
+#pragma GCC unroll 2
+        for (int channel = 0; channel < 2; ++channel) {
+            const int lane = 2 * held + channel;
+            b0[lane] = section.b0, b1[lane] = section.b1, b2[lane] = section.b2;
+            c1[lane] = section.c1, c2[lane] = section.c2;
+            x1[lane] = section.x1[channel], x2[lane] = section.x2[channel];
+            y1[lane] = section.y1[channel], y2[lane] = section.y2[channel];
+        }
+    }
+
+    void StoreStates(kernels::Cascade::Section& section, int held) const
+    {
+#pragma GCC unroll 2
+        for (int channel = 0; channel < 2; ++channel) {
+            const int lane = 2 * held + channel;
+            section.x1[channel] = x1[lane], section.x2[channel] = x2[lane];
+            section.y1[channel] = y1[lane], section.y2[channel] = y2[lane];
+        }
+    }
+
+    void Step(D x)
+    {
+        const D y = b0 * x + b1 * x1 + b2 * x2 + c1 * y1 + c2 * y2;
+        x2 = x1, x1 = x;
+        y2 = y1, y1 = y;
+    }
+
+    D b0, b1, b2, c1, c2, x1, x2, y1, y2;
+};
+
+// Each section is two frames behind the one before it: in every step all of them work at the same time, and none waits
+// for what another does in it. Sections begin with their first frame; their states are taken after their last one, and
+// what they do until all have ended is of no account.
+template<class D>
+void RunCascade(kernels::Cascade& cascade, int numFrames, float* frames)
+{
+    if (numFrames == 0) return;
+    using Vector = Sections<D>;
+    constexpr int kLast = Vector::kVectors - 1, kLag = 2 * (kernels::Cascade::kSections - 1);
+    Vector vectors[Vector::kVectors];
+    const auto load = [&](int section) {
+        vectors[section % Vector::kVectors].Load(cascade.sections[section], section / Vector::kVectors);
+    };
+    for (int k = 0; k < kernels::Cascade::kSections; ++k) load(k);
+
+    const auto step = [&](int time) {
+        const float* const frame = frames + 2 * time;
+        const D last = vectors[kLast].y2;
+#pragma GCC unroll 8
+        for (int i = kLast; i > 0; --i) vectors[i].Step(vectors[i - 1].y2);
+        vectors[0].Step(FirstInput(time < numFrames ? Double2{frame[0], frame[1]} : Double2{}, last));
+        if (time < kLag) return;
+        constexpr int kLane = 2 * Vector::kHeld - 2; // where the last section stands
+        frames[2 * (time - kLag)] = static_cast<float>(vectors[kLast].y1[kLane]);
+        frames[2 * (time - kLag) + 1] = static_cast<float>(vectors[kLast].y1[kLane + 1]);
+    };
+    const auto storeEnded = [&](int time) {
+        const int past = time - (numFrames - 1);
+        if (past < 0 || past % 2 != 0) return;
+        const int k = past / 2;
+        vectors[k % Vector::kVectors].StoreStates(cascade.sections[k], k / Vector::kVectors);
+    };
+    int time = 0;
+    for (; time < kLag; ++time) {
+        step(time);
+        storeEnded(time);
+        if (time % 2 != 0) load((time + 1) / 2); // the one that begins next
+    }
+    for (; time < numFrames; ++time) step(time);
+    if (numFrames > kLag) storeEnded(numFrames - 1);
+    for (; time < numFrames + kLag; ++time) {
+        step(time);
+        storeEnded(time);
+    }
+}
+
+} // namespace
+
+} // namespace kal
