@@ -83,9 +83,8 @@ inline void AddPairProductsAt(const kernels::PairProducts& p, int k)
 }
 
 template<class V>
-void AddPairProducts(const kernels::PairProducts& products)
+void AddPairProducts(const kernels::PairProducts& p)
 {
-    const kernels::PairProducts p = products; // or every store might change the pointers
     int k = 0;
     for (; k + kNumLanes<V> <= p.bins; k += kNumLanes<V>) AddPairProductsAt<V>(p, k);
     for (; k < p.bins; ++k) AddPairProductsAt<float>(p, k);
