@@ -106,7 +106,7 @@ debug: ## runs the native tests unoptimised, with the assertions of the standard
 	$(need) linux tests $(tools)
 	@$(call test,linux-debug)
 
-fuzz: ## lets each fuzzer look for inputs that break it, for SECONDS=60
+fuzz: ## lets the fuzzers look for inputs that break it, together, for SECONDS=60
 	$(need) clang tests
 	@$(call make,linux-fuzz)
 	@tests/fuzz/run.sh $(or $(SECONDS),60)

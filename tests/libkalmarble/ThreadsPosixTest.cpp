@@ -72,15 +72,16 @@ TEST(Threads, CarryNamesAndRunAsTheirStarterOrAsTheLimitsAllow)
         rlim_t priorityLimit, niceLimit;
         Standing expected;
     };
-    for (const Case& c : {Case{0, 0, 0, {SCHED_OTHER, 0, 0}},
+    const int nice = StandingOf(0).nice; // what the tests were started with
+    for (const Case& c : {Case{0, 0, 0, {SCHED_OTHER, 0, nice}},
                           {0, 0, 25, {SCHED_OTHER, 0, -5}},
-                          {0, 40, 0, {SCHED_RR, 1, 0}},
-                          {3, 3, 0, {SCHED_FIFO, 3, 0}}}) {
+                          {0, 40, 0, {SCHED_RR, 1, nice}},
+                          {3, 3, 0, {SCHED_FIFO, 3, nice}}}) {
         SCOPED_TRACE(testing::Message() << c.callerPriority << ' ' << c.priorityLimit << ' ' << c.niceLimit);
         std::thread([&] {
-            const ScopedLimit priority(RLIMIT_RTPRIO, c.priorityLimit), nice(RLIMIT_NICE, c.niceLimit);
+            const ScopedLimit priority(RLIMIT_RTPRIO, c.priorityLimit), niceness(RLIMIT_NICE, c.niceLimit);
             const sched_param parameters{c.callerPriority};
-            const bool isGranted = priority.isGranted && nice.isGranted &&
+            const bool isGranted = priority.isGranted && niceness.isGranted &&
                                    (c.callerPriority == 0 || sched_setscheduler(0, SCHED_FIFO, &parameters) == 0);
             const auto context = std::make_shared<Context>(InitParam{48000, nullptr, nullptr, 2, 8, nullptr, nullptr});
             std::map<std::string, Standing> threads;
