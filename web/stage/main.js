@@ -43,7 +43,6 @@ function prepareStart() {
                 } finally {
                     start.disabled = false;
                 }
-                byId('headphones').hidden = false;
             }
             start.textContent = audio.isPaused ? 'Go on' : 'Pause';
         }),
@@ -67,10 +66,12 @@ function prepareAdding() {
     });
 }
 
-// Around the listener, two metres away, each a golden angle from the one before.
+// Around the listener, each a golden angle from the one before and a little further away.
 function nextPlace() {
-    const angle = (model.scene.sounds.length * 137.5 * Math.PI) / 180;
-    return [2 * Math.sin(angle), 0, -2 * Math.cos(angle)].map((x) => Math.round(100 * x) / 100);
+    const number = model.scene.sounds.length;
+    const angle = (number * 137.5 * Math.PI) / 180;
+    const distance = 1 + 0.3 * Math.sqrt(number);
+    return [distance * Math.sin(angle), 0, -distance * Math.cos(angle)].map((x) => Math.round(100 * x) / 100);
 }
 
 function prepareUndo() {

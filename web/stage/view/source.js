@@ -23,7 +23,7 @@ export class SourcePanel {
                 text: (x) => `× ${x.toFixed(2)}`,
             }),
             occlusion: member('occlusion', {
-                label: 'Wall',
+                label: 'Occlusion',
                 min: 0,
                 max: 0.99,
                 text: (x) => `${Math.round(100 * x)} %`,
