@@ -58,6 +58,30 @@ test('a voice is heard on its side, measured, and ends', async (t) => {
     assert.deepEqual(errors, []);
 });
 
+test('sound goes on while memory grows and with another head', async (t) => {
+    const { rms, directions, underruns, errors } = await page.evaluate(async () => {
+        const voice = kal.add(buffer, { position: [0, 1, 2], gain: 0.2, loop: true });
+        const rms = [];
+        const note = async () => {
+            await meters(); // of before
+            rms.push(...(await meters()).rms);
+        };
+        await note();
+        const long = await kal.buffer({ samples: new Float32Array(5e6), rate: 48000 });
+        await note();
+        const file = await fetch('/data/hrtf.kalhrtfd').then((response) => response.arrayBuffer());
+        const { directions } = await kal.head(file);
+        await note();
+        long.free();
+        voice.stop();
+        return { rms, directions, underruns: (await meters()).underruns, errors };
+    });
+    t.diagnostic(`${underruns} underruns`);
+    assert.equal(directions.length, 710);
+    for (let i = 2; i < rms.length; ++i) assert.ok(Math.abs(rms[i] / rms[i % 2] - 1) < 0.2, `${rms}`);
+    assert.deepEqual(errors, []);
+});
+
 test('what is wrong is told, and the sound goes on', async () => {
     const told = await page.evaluate(async () => {
         const attempt = async (action) => {

@@ -81,25 +81,30 @@ private:
             const auto& buffer = buffers[add["buffer"].get<std::size_t>()];
             voices.push_back({add, buffer, nullptr});
             voices.back().channel = engine->CreateChannel(time, buffer, RecordOf(voices.back()));
-        } else if (event.contains("room")) {
+            return;
+        }
+        if (event.contains("room")) {
             const json& room = event["room"];
-            const auto [x, y, z] = room["dimensions"].get<std::array<float, 3>>();
-            roomSize = std::max({x, y, z});
-            engine->reverbSettings =
-                kalmarble::RoomReverb({room["wetA"], x * y * z, 2 * (x * y + y * z + z * x), roomSize, room["wetB"]});
+            const auto [x, y, z] = room["dimensions"].get<std::array<double, 3>>();
+            roomSize = static_cast<float>(std::max({x, y, z}));
+            const auto volume = static_cast<float>(x * y * z), area = static_cast<float>(2 * (x * y + y * z + z * x));
+            engine->reverbSettings = kalmarble::RoomReverb({room["wetA"], volume, area, roomSize, room["wetB"]});
         } else if (event.contains("listener")) {
             listener.Place(Vector(event["listener"]["position"]), Vector(event["listener"]["front"]), {0, 1, 0});
         } else {
             Voice& voice = voices[event["voice"].get<std::size_t>()];
-            if (event.contains("set")) voice.settings.update(event["set"]);
-            if (event.contains("seek")) voice.channel->Seek(time, event["seek"]);
-            if (event.contains("stop")) {
-                voice.channel->Stop(time);
-                voice.isStopped = true;
-            }
+            if (event.contains("seek")) return voice.channel->Seek(time, event["seek"]);
+            voice.isStopped = voice.isStopped || event.contains("stop");
+            if (voice.isStopped) return voice.channel->Stop(time);
+            voice.settings.update(event["set"]);
+            return Tell(voice, time);
         }
-        for (Voice& voice : voices)
-            if (!voice.isStopped) voice.channel->UpdateChannelParam(time, RecordOf(voice));
+        for (Voice& voice : voices) Tell(voice, time);
+    }
+
+    void Tell(Voice& voice, double time)
+    {
+        if (!voice.isStopped) voice.channel->UpdateChannelParam(time, RecordOf(voice));
     }
 
     kal::ChannelParam RecordOf(const Voice& voice) const

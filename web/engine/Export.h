@@ -1,6 +1,7 @@
 #pragma once
 
 #include <exception>
+#include <new>
 #include <string>
 
 /// Makes a function callable from outside the module, by its own name.
@@ -21,6 +22,8 @@ Result Guarded(Result failure, Action action)
 {
     try {
         return action();
+    } catch (const std::bad_alloc&) {
+        Problem() = "There is not enough memory.";
     } catch (const std::exception& error) {
         Problem() = error.what();
     }
