@@ -22,7 +22,7 @@ SYSTEM = r"_WIN(32|64)\b|__(linux|unix|APPLE|MINGW\w*|ELF|ANDROID)(__)?\b|_MSC_V
 # What each kind of place may do beside: where it is, and what it may ask or speak to. The first that fits holds.
 PLACES = [
     (r"Kal/Platform/", [PROCESSOR, SYSTEM]),
-    (r"Kal/QFFT/Lanes\.h|Kal/Kernels/KalVoiceKernel\.h", [WIDE_LANES, r"\b_mm_load\w+"]),  # what their source is for
+    (r"Kal/QFFT/Lanes\.h|Kal/Kernels/Kal(Voice|Filter)Kernel\.h", [WIDE_LANES, r"\b_mm_load\w+"]),  # what their source is for
     (r"Kal/Base/KalLock\.h", [SYSTEM]),             # chooses one of the following
     (r"(Kal|libkalmarble)/(.*/)?\w+(Windows|Posix)\.(h|cpp)", [SYSTEM]),
     (r"libkalmarble/windows/", [SYSTEM, PROCESSOR]),
