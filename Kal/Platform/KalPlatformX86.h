@@ -1,7 +1,7 @@
 #pragma once
 
 #include <cstdint>
-#include <emmintrin.h>
+#include <xmmintrin.h>
 
 /// x86 with SSE2, 32 and 64 bits.
 namespace kal::platform {
