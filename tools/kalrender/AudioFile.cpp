@@ -75,15 +75,20 @@ AudioFile::AudioFile(const std::string& path, const AudioFormat& wanted)
       format(wanted),
       file(path),
       sink(std::make_unique<Sink>(file.Path())),
-      bits(format.container == "ogg" || format.bits == "float" ? 0 : std::stoi(format.bits))
+      bits(format.container == "ogg" || format.bits == "float" ? 0 : std::stoi(format.bits)),
+      sound(Open())
 {
-    if (sink->error == 0)
-        sound = SndfileHandle(Sink::Operations(), sink.get(), SFM_WRITE, FormatCode(format), 2, format.samplingRate);
-    if (sink->error != 0 || sound.error() != SF_ERR_NO_ERROR) Fail();
+    if (sound.error() != SF_ERR_NO_ERROR) Fail();
     sound.command(SFC_SET_ADD_PEAK_CHUNK, nullptr, SF_FALSE); // it holds the time of day
 }
 
 AudioFile::~AudioFile() = default;
+
+SndfileHandle AudioFile::Open() const
+{
+    if (sink->error != 0) Fail();
+    return {Sink::Operations(), sink.get(), SFM_WRITE, FormatCode(format), 2, format.samplingRate};
+}
 
 // What Vorbis makes of sound depends on how much it gets at a time.
 void AudioFile::Write(const float* frames, int numFrames)

@@ -35,6 +35,7 @@ public:
 private:
     struct Sink;
 
+    SndfileHandle Open() const; ///< from what is declared before `sound`
     void WriteChunk();
     [[noreturn]] void Fail() const;
 
