@@ -55,8 +55,7 @@ void AdvanceNetwork(kernels::NetworkRun& run, int numFrames, const float* in)
             V* group = v + g * kLanes;
             Transpose(group);
 #pragma GCC unroll 8
-            for (int frame = 0; frame < kLanes; ++frame)
-                group[frame] = damp[g] = damp[g] * rest + group[frame] * gain;
+            for (int frame = 0; frame < kLanes; ++frame) group[frame] = damp[g] = damp[g] * rest + group[frame] * gain;
             Transpose(group);
         }
         const V x = Load<V>(in + i);
