@@ -78,7 +78,7 @@ Sound SoundReader::Read(const json& document, const std::string& path)
         document.contains("synth") ? document["synth"]["kind"].get<std::string>() : document["file"].get<std::string>();
     sound.name = document.value("name", std::filesystem::path(source).stem().string());
     const auto isUnfit = [](unsigned char c) { return c < ' ' || c == '/' || c == '\\'; };
-    if (sound.name.empty() || std::ranges::any_of(sound.name, isUnfit))
+    if (sound.name.empty() || std::any_of(sound.name.begin(), sound.name.end(), isUnfit))
         faults.push_back(
             {path + "/name", "expected a name that can be part of a file's, found " + Excerpt(sound.name)});
     const std::string place = document.value("place", "world");
