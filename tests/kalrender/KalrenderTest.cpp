@@ -229,13 +229,17 @@ TEST_F(Kalrender, PlaysAndWatches)
     EXPECT_THAT(Files(), UnorderedElementsAre("bells.json"));
 
     const std::string until = "for i in $(seq 300); do sleep 0.1; ";
-    EXPECT_EQ(Shell(KALRENDER " -q bells.json --watch -o a.wav & pid=$!; " + until +
-                    "test -e a.wav && break; done; cp a.wav first.wav; "
-                    "sed s/-1,/1,/ bells.json >new; mv new bells.json; " +
-                    until +
-                    "cmp -s a.wav first.wav || break; done; "
-                    "echo '{' >bells.json; sleep 1; kill -INT $pid; wait $pid"),
-              0);
+    EXPECT_EQ(
+        Shell(
+            KALRENDER " -q bells.json --watch -o a.wav 2>errors & pid=$!; " + until +
+            "test -e a.wav && break; done; cp a.wav first.wav; "
+            "sed s/-1,/1,/ bells.json >new; mv new bells.json; " +
+            until +
+            "cmp -s a.wav first.wav || break; done; "
+            "echo '{' >bells.json; " +
+            until +
+            "test -s errors && break; done; kill -INT $pid; wait $pid; code=$?; cat errors >&2; rm errors; exit $code"),
+        0);
     EXPECT_THAT(said, HasSubstr("bells.json: line 2, column 1: syntax error"));
     EXPECT_NE(Samples("a.wav"), Samples("first.wav"));
     EXPECT_THAT(Files(), UnorderedElementsAre("bells.json", "a.wav", "first.wav"));
