@@ -7,8 +7,13 @@ namespace kalrender {
 void Watcher::Observe(const std::vector<std::string>& paths)
 {
     states.clear();
-    for (const std::string& path : paths) states[path] = StateOf(path);
+    Add(paths);
     hasChanged = false;
+}
+
+void Watcher::Add(const std::vector<std::string>& paths)
+{
+    for (const std::string& path : paths) states.try_emplace(path, StateOf(path));
 }
 
 bool Watcher::HasChanged()

@@ -14,6 +14,9 @@ public:
     /// From now on, these files as they are now.
     void Observe(const std::vector<std::string>& paths);
 
+    /// These as well: those that it knows as they were, the others as they are now.
+    void Add(const std::vector<std::string>& paths);
+
     /// Looks five times a second at most, so that it may be asked at any time.
     bool HasChanged();
 

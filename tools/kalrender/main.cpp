@@ -73,8 +73,7 @@ void Watch(const Options& options)
         watcher.Observe(files); // before they are read: a change meanwhile is one more
         Render(
             options, options.scenes[0], [&] { return isInterrupted || watcher.HasChanged(); }, files);
-        if (watcher.HasChanged()) continue;
-        watcher.Observe(files);
+        watcher.Add(files);
         while (!isInterrupted && !watcher.HasChanged()) std::this_thread::sleep_for(std::chrono::milliseconds(50));
     }
 }
