@@ -32,7 +32,7 @@ inline Double4 FirstInput(Double2 frame, Double4 last)
 /// goes into a vector is what comes out of the one before.
 template<class D>
 struct Sections {
-    static constexpr int kHeld = sizeof(D) / sizeof(Double2);
+    static constexpr int kHeld = sizeof(D) / sizeof(double) / 2;
     static constexpr int kVectors = kernels::Cascade::kSections / kHeld;
 
     void Load(const kernels::Cascade::Section& section, int held)
