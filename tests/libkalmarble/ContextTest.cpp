@@ -282,11 +282,11 @@ TEST(Context, LowersTheLimitAndTellsWhenItIsOverloaded)
 }
 
 #if !KAL_THREAD_SANITIZER
-// Thirty sounds take longer than half of the 6 microseconds that a frame plays for, and much less than half of half a
+// Thirty sounds take longer than half of the 3 microseconds that a frame plays for, and much less than half of half a
 // second; but for the thread sanitizer, which makes every frame dear.
 TEST(Context, RaisesTheLimitAgainBlockByBlock)
 {
-    ContextHost host(100, 160000);
+    ContextHost host(100, 318000);
     const Buffer sound = MakeBuffer(std::vector<float>(40000, 0.01f), 2, 100);
     const auto play = [&](int count) {
         for (int i = 0; i < count; ++i) host.context->PlayAbsolute(sound, {1, 0, 0}, kPlain);
@@ -305,7 +305,7 @@ TEST(Context, RaisesTheLimitAgainBlockByBlock)
     while (!isTold()) host.Render(1);
     const int least = tracked();
     EXPECT_LT(least, 20);
-    for (int i = 0; i < 40; ++i) host.Render(80000);
+    for (int i = 0; i < 40; ++i) host.Render(159000);
     play(30);
     EXPECT_EQ(tracked(), least + 30);
 }
