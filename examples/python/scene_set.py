@@ -52,7 +52,8 @@ def render_to(task, out, sampling_rate=48000, hrtf=None):
     target = pathlib.Path(out, name + ".npy")
     frames = kalmarble.render(scene, sampling_rate, hrtf)
     # Two workers may hold the same scene for a moment, when one was given up for lost.
-    partial = target.with_suffix(f".{os.uname().nodename}-{os.getpid()}.partial")
+    worker = f"{os.uname().nodename}-{os.getpid()}".replace(".", "-")
+    partial = target.with_suffix(f".{worker}.partial")
     with open(partial, "wb") as file:
         np.save(file, frames)
     os.replace(partial, target)
@@ -73,6 +74,10 @@ def render_set(client, tasks, out, **how):
     for future in finished:
         is_done = future.status == "finished"
         yield names[future.key], future.result() if is_done else 0, None if is_done else str(future.exception())
+    ours = set(names.values())
+    for partial in pathlib.Path(out).glob("*.partial"):  # of workers that died
+        if partial.stem.rpartition(".")[0] in ours:
+            partial.unlink(missing_ok=True)
 
 
 def main():
