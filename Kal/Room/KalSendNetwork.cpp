@@ -91,9 +91,9 @@ struct SendNetwork::Levels {
 
 SendNetwork::SendNetwork(double rate)
     : samplingRate(static_cast<float>(rate)),
-      reverbLong(rate),
-      reverbMid(rate),
-      reverbShort(rate),
+      reverbLong(rate, kLong.size, kLong.delayRange),
+      reverbMid(rate, kMid.size, kMid.delayRange),
+      reverbShort(rate, kShort.size, kShort.delayRange),
       diffusers{AllpassFilter1(7, 0.3f), AllpassFilter1(37, 0.2f), AllpassFilter1(97, 0.1f), AllpassFilter1(157, 0.1f),
                 AllpassFilter1(1, 0.6f), AllpassFilter1(3, 0.6f),  AllpassFilter1(5, 0.6f),  AllpassFilter1(55, 0.6f)},
       delayLong(0.0f, samplingRate),
