@@ -4,7 +4,7 @@ import { rate } from './scene/curve.js';
 import { AudioStage } from './sound/audio.js';
 import { builtIn, Library } from './sound/library.js';
 import { comparePanel } from './view/compare.js';
-import { byId, element, guarded, tell } from './view/controls.js';
+import { buttonById, element, guarded, outputById, selectById, tell } from './view/controls.js';
 import { Files } from './view/files.js';
 import { guidedScenes } from './view/guided.js';
 import { HeadPanel } from './view/head.js';
@@ -17,16 +17,16 @@ const model = new Model();
 const library = new Library();
 const audio = new AudioStage(model, library);
 const map = new StageMap(model, audio);
-const head = new HeadPanel(audio);
+const head = new HeadPanel(model, audio);
 const files = new Files(model, library, audio, head, map);
 new SourcePanel(model, audio, map);
 new RoomPanel(model, audio);
 new Meters(audio);
 comparePanel(audio);
-audio.addEventListener('error', ({ detail }) => tell(detail.message, true));
+audio.addEventListener('error', (event) => tell(/** @type {CustomEvent<Error>} */ (event).detail.message, true));
 
 function prepareStart() {
-    const start = byId('start');
+    const start = buttonById('start');
     const lacking = missing();
     if (lacking) {
         start.disabled = true;
@@ -35,83 +35,73 @@ function prepareStart() {
     }
     start.addEventListener('click', () =>
         guarded(async () => {
-            if (audio.isRunning) await audio.pause(!audio.isPaused);
-            else {
-                start.disabled = true;
-                try {
-                    await audio.start();
-                } finally {
-                    start.disabled = false;
-                }
+            start.disabled = true;
+            try {
+                await (audio.isRunning ? audio.pause(!audio.isPaused) : audio.start());
+            } finally {
+                start.disabled = false;
             }
-            start.textContent = audio.isPaused ? 'Go on' : 'Pause';
         }),
     );
+    audio.addEventListener('started', () => tell('Drag the sounds and the listener, and drop files of your own.'));
+    for (const event of ['started', 'paused'])
+        audio.addEventListener(event, () => {
+            if (audio.isRunning) start.textContent = audio.isPaused ? 'Go on' : 'Pause';
+        });
+    audio.prepare().catch(() => {}); // Start tries again, and says what is wrong
 }
 
 function prepareAdding() {
-    const list = byId('add');
+    const list = selectById('add');
     list.append(
-        element('option', { value: '', textContent: 'choose …' }),
+        element('option', { value: '', textContent: 'Add a sound …' }),
         ...Object.keys(builtIn).map((name) => element('option', { value: name, textContent: name })),
-        element('option', { value: 'file', textContent: 'a file of your own …' }),
+        element('option', { value: 'file', textContent: 'A file of your own …' }),
     );
     list.addEventListener('change', () => {
         const name = list.value;
         list.value = '';
-        if (name === 'file') byId('soundFile').click();
-        else if (builtIn[name] && !model.add({ name, ...builtIn[name], loop: true, position: nextPlace() })) {
-            tell('There are 64 sounds already.', true);
-        }
+        if (name === 'file') document.getElementById('soundFile')?.click();
+        else if (builtIn[name]) guarded(() => tell(`Added ${name}: ${files.add({ name, ...builtIn[name] })}.`));
     });
 }
 
-// Around the listener, each a golden angle from the one before and a little further away.
-function nextPlace() {
-    const number = model.scene.sounds.length;
-    const angle = (number * 137.5 * Math.PI) / 180;
-    const distance = 1 + 0.3 * Math.sqrt(number);
-    return [distance * Math.sin(angle), 0, -distance * Math.cos(angle)].map((x) => Math.round(100 * x) / 100);
-}
-
 function prepareUndo() {
-    byId('undo').addEventListener('click', () => model.undo());
-    byId('redo').addEventListener('click', () => model.redo());
+    const [undo, redo] = [buttonById('undo'), buttonById('redo')];
+    undo.addEventListener('click', () => model.undo());
+    redo.addEventListener('click', () => model.redo());
     addEventListener('keydown', (event) => {
-        if (
-            !(event.ctrlKey || event.metaKey) ||
-            event.target.matches('input:not([type=range], [type=checkbox], [type=radio])')
-        )
-            return;
+        const isWriting =
+            event.target instanceof Element &&
+            event.target.matches('input:not([type=range], [type=checkbox], [type=radio])');
         const key = event.key.toLowerCase();
-        if (key !== 'z' && key !== 'y') return;
+        if (!(event.ctrlKey || event.metaKey) || isWriting || (key !== 'z' && key !== 'y')) return;
         event.preventDefault();
         if (key === 'y' || event.shiftKey) model.redo();
         else model.undo();
     });
     const show = () => {
-        byId('undo').disabled = !model.canUndo;
-        byId('redo').disabled = !model.canRedo;
+        undo.disabled = !model.canUndo;
+        redo.disabled = !model.canRedo;
     };
     model.addEventListener('change', show);
     show();
 }
 
 function prepareTransport() {
-    byId('restart').addEventListener('click', () => audio.player?.restart());
-    byId('zoomIn').addEventListener('click', () => map.zoom(1.4));
-    byId('zoomOut').addEventListener('click', () => map.zoom(1 / 1.4));
+    buttonById('restart').addEventListener('click', () => audio.player?.restart());
+    buttonById('zoomIn').addEventListener('click', () => map.zoom(1.4));
+    buttonById('zoomOut').addEventListener('click', () => map.zoom(1 / 1.4));
     setInterval(() => {
-        byId('clock').value = audio.isRunning ? `${(audio.frame / rate).toFixed(1)} s` : '';
+        outputById('clock').value = audio.isRunning ? `${(audio.frame / rate).toFixed(1)} s` : '';
     }, 100);
 }
 
-for (const button of document.querySelectorAll('[data-side]')) {
-    button.addEventListener('click', () => guarded(() => audio.ping(Number(button.dataset.side))));
-}
-prepareStart();
+for (const [id, side] of Object.entries({ left: -1, right: 1 }))
+    buttonById(id).addEventListener('click', () => guarded(() => audio.ping(side)));
 prepareAdding();
 prepareUndo();
 prepareTransport();
-const showWelcome = guidedScenes((scene) => files.show(scene));
+const showWelcome = guidedScenes(model, (scene) => files.show(scene));
 if (!(await files.openAddress())) await guarded(showWelcome);
+prepareStart();

@@ -1,11 +1,14 @@
 // The world is in metres: a listener who is not turned looks along -z, has +x on the right and +y above.
 
-const degree = Math.PI / 180;
-const dot = (a, b) => a[0] * b[0] + a[1] * b[1] + a[2] * b[2];
+/** @import { Axes } from './types.js' */
 
+const degree = Math.PI / 180;
+const dot = (/** @type {number[]} */ a, /** @type {number[]} */ b) => a[0] * b[0] + a[1] * b[1] + a[2] * b[2];
+
+/** @param {number[]} a @param {number[]} b */
 export const add = (a, b) => a.map((x, i) => x + b[i]);
 
-/** @param {number[]} turn heading (to the right), pitch (upwards) and roll (to the right shoulder), degrees */
+/** @param {number[]} turn heading (to the right), pitch (upwards) and roll (to the right shoulder), degrees @returns {Axes} */
 export function axes([heading, pitch, roll]) {
     const [sinH, cosH] = [Math.sin(heading * degree), Math.cos(heading * degree)];
     const [sinP, cosP] = [Math.sin(pitch * degree), Math.cos(pitch * degree)];
@@ -20,20 +23,20 @@ export function axes([heading, pitch, roll]) {
     return { front, up, right };
 }
 
-/** Where a point of the world is for a listener: +x right, +y up, +z ahead. */
+/** Where a point of the world is for a listener: +x right, +y up, +z ahead. @param {{ position: number[], axes: Axes }} listener @param {number[]} point */
 export function relativeTo(listener, point) {
     const offset = point.map((x, i) => x - listener.position[i]);
     const { front, up, right } = listener.axes;
     return [dot(offset, right), dot(offset, up), dot(offset, front)];
 }
 
-/** And the way back: the point of the world that lies there. */
+/** And the way back: the point of the world that lies there. @param {{ position: number[], axes: Axes }} listener @param {number[]} point */
 export function fromListener(listener, [x, y, z]) {
     const { front, up, right } = listener.axes;
     return listener.position.map((origin, i) => origin + x * right[i] + y * up[i] + z * front[i]);
 }
 
-/** Distance in metres, azimuth (to the right) and elevation in degrees of a place relative to the listener. */
+/** Distance in metres, azimuth (to the right) and elevation in degrees of a place relative to the listener. @param {number[]} place */
 export function direction([x, y, z]) {
     const distance = Math.hypot(x, y, z);
     return {
@@ -43,7 +46,7 @@ export function direction([x, y, z]) {
     };
 }
 
-/** As a screen reader says it: "2.3 metres, 45 degrees right, 10 degrees up". */
+/** As a screen reader says it: "2.3 metres, 45 degrees right, 10 degrees up". @param {number[]} place */
 export function describe(place) {
     const { distance, azimuth, elevation } = direction(place);
     const parts = [`${distance.toFixed(1)} metres`];

@@ -1,12 +1,14 @@
 import { add } from './geometry.js';
 import { isMoving, pointsOf } from './curve.js';
 
+/** @import { Keys, Moving, NamedScene, NamedSound, Scene, Sound } from './types.js' */
+
 export const mostSounds = 64;
 const mostUndone = 200;
 
-const stem = (name) => name.replace(/^.*[/\\]/, '').replace(/\.[^.]*$/, '');
+const stem = (/** @type {string} */ name) => name.replace(/^.*[/\\]/, '').replace(/\.[^.]*$/, '');
 
-/** A name that no sound of the scene has yet. */
+/** A name that no sound of the scene has yet. @param {Scene} scene @param {string} wanted */
 export function freeName(scene, wanted) {
     const taken = new Set(scene.sounds.map((sound) => sound.name));
     let name = wanted;
@@ -15,18 +17,20 @@ export function freeName(scene, wanted) {
 }
 
 // Names are how the page tells sounds apart, so every sound gets the one that a recording would give it.
+/** @param {Scene} scene */
 function withNames(scene) {
+    /** @type {NamedScene} */
     const named = { ...scene, sounds: [] };
     for (const sound of scene.sounds) {
         named.sounds.push({
             ...sound,
-            name: sound.name ?? freeName(named, sound.file ? stem(sound.file) : sound.synth.kind),
+            name: sound.name ?? freeName(named, sound.file ? stem(sound.file) : (sound.synth?.kind ?? 'sound')),
         });
     }
     return named;
 }
 
-/** A path or a point, moved. */
+/** A path or a point, moved. @param {Moving<number[]> | undefined} value @param {number[]} by @returns {Moving<number[]>} */
 export function shifted(value = [0, 0, 0], by) {
     if (!isMoving(value)) return add(value, by);
     const points = pointsOf(value).map((point) => ({ ...point, value: add(point.value, by) }));
@@ -38,12 +42,19 @@ export function shifted(value = [0, 0, 0], by) {
  * Events: 'change' (of the scene), 'select', 'listen' (mute and solo, which belong to the ear and not to the scene).
  */
 export class Model extends EventTarget {
+    /** @type {NamedScene} */
     scene = { sounds: [] };
-    selected = null; // the name of a sound, or null for none
+    /** @type {string | null} the name of a sound, or null for none */
+    selected = null;
+    /** @type {Set<string>} */
     muted = new Set();
+    /** @type {Set<string>} */
     solo = new Set();
+    /** @type {NamedScene[]} */
     #undo = [];
+    /** @type {NamedScene[]} */
     #redo = [];
+    /** @type {string | null} */
     #gesture = null;
 
     get sound() {
@@ -56,15 +67,15 @@ export class Model extends EventTarget {
         return this.#redo.length > 0;
     }
 
-    find(name) {
+    find(/** @type {string | null} */ name) {
         return this.scene.sounds.find((sound) => sound.name === name);
     }
 
-    isHeard(name) {
+    isHeard(/** @type {string} */ name) {
         return !this.muted.has(name) && (this.solo.size === 0 || this.solo.has(name));
     }
 
-    /** Takes a whole scene, as a file holds it. */
+    /** Takes a whole scene, as a file holds it. @param {Scene} scene */
     open(scene) {
         this.#remember(null);
         this.muted.clear();
@@ -74,14 +85,15 @@ export class Model extends EventTarget {
 
     /**
      * Changes members of the scene.
-     * @param {string} [gesture] changes of one gesture in a row (a drag, a slider) are undone together
+     * @param {Partial<NamedScene>} members
+     * @param {string | null} [gesture] changes of one gesture in a row (a drag, a slider) are undone together
      */
     change(members, gesture = null) {
         this.#remember(gesture);
         this.#show({ ...this.scene, ...members });
     }
 
-    /** Changes members of a sound; those given as undefined go. */
+    /** Changes members of a sound; those given as undefined go. @param {string | null} name @param {Partial<NamedSound>} members @param {string | null} [gesture] */
     changeSound(name, members, gesture = null) {
         this.change(
             { sounds: this.scene.sounds.map((sound) => (sound.name === name ? { ...sound, ...members } : sound)) },
@@ -89,11 +101,12 @@ export class Model extends EventTarget {
         );
     }
 
+    /** @param {Scene['listener']} members @param {string} gesture */
     changeListener(members, gesture) {
         this.change({ listener: { ...this.scene.listener, ...members } }, gesture);
     }
 
-    /** @returns {boolean} whether there was room for it */
+    /** @param {NamedSound} sound @returns {boolean} whether there was room for it */
     add(sound) {
         if (this.scene.sounds.length >= mostSounds) return false;
         const name = freeName(this.scene, sound.name);
@@ -102,6 +115,7 @@ export class Model extends EventTarget {
         return true;
     }
 
+    /** @param {string | null} name @returns {boolean} */
     remove(name) {
         const place = this.scene.sounds.findIndex((sound) => sound.name === name);
         const sounds = this.scene.sounds.filter((sound) => sound.name !== name);
@@ -111,6 +125,7 @@ export class Model extends EventTarget {
         return true;
     }
 
+    /** @param {string} name @param {string} wanted @returns {boolean} whether the name can be had */
     rename(name, wanted) {
         const taken = wanted !== name && this.find(wanted);
         if (!wanted || /[/\\]/.test(wanted) || taken) return false;
@@ -121,12 +136,12 @@ export class Model extends EventTarget {
         return true;
     }
 
-    select(name) {
+    select(/** @type {string} */ name) {
         this.selected = name;
         this.#say('select');
     }
 
-    /** @param {'muted' | 'solo'} which */
+    /** @param {'muted' | 'solo'} which @param {string} name */
     toggle(which, name) {
         if (!this[which].delete(name)) this[which].add(name);
         this.#say('listen');
@@ -144,15 +159,17 @@ export class Model extends EventTarget {
         this.#step(this.#redo, this.#undo);
     }
 
+    /** @param {NamedScene[]} from @param {NamedScene[]} to */
     #step(from, to) {
-        if (from.length === 0) return;
+        const scene = from.pop();
+        if (!scene) return;
         to.push(this.scene);
         this.#gesture = null;
-        this.#show(from.pop());
+        this.#show(scene);
     }
 
     // Scenes are never changed in place, so the way back is a list of them.
-    #remember(gesture) {
+    #remember(/** @type {string | null} */ gesture) {
         if (gesture !== null && gesture === this.#gesture) return;
         this.#gesture = gesture;
         this.#redo = [];
@@ -160,13 +177,13 @@ export class Model extends EventTarget {
         if (this.#undo.length > mostUndone) this.#undo.shift();
     }
 
-    #show(scene) {
+    #show(/** @type {NamedScene} */ scene) {
         this.scene = scene;
         if (!this.find(this.selected)) this.selected = scene.sounds[0]?.name ?? null;
         this.#say('change');
     }
 
-    #say(event) {
+    #say(/** @type {string} */ event) {
         this.dispatchEvent(new Event(event));
     }
 }

@@ -1,10 +1,12 @@
 import { tripleAt } from './curve.js';
 import { axes, fromListener, relativeTo } from './geometry.js';
 
+/** @import { Axes, NamedScene, Places, Sound } from './types.js' */
+
 /**
  * Where everything of a scene is at a frame.
- * @returns {{listener, sounds: {sound, point: number[], place: number[]}[]}} points of the world, and the same as the
- *     listener has them; sounds without a place are left out
+ * @param {NamedScene} scene @param {number} frame
+ * @returns {Places} sounds without a place are left out
  */
 export function placesAt(scene, frame) {
     const turn = tripleAt(scene.listener?.turn, frame);
@@ -19,7 +21,14 @@ export function placesAt(scene, frame) {
     return { listener, sounds };
 }
 
-/** A move in the world, in the coordinates that a sound's position has. */
+/** Around the listener, each a golden angle from the one before and a little further away. @param {NamedScene} scene */
+export function nextPlace({ sounds }) {
+    const angle = (sounds.length * 137.5 * Math.PI) / 180;
+    const distance = 1 + 0.3 * Math.sqrt(sounds.length);
+    return [distance * Math.sin(angle), 0, -distance * Math.cos(angle)].map((x) => Math.round(100 * x) / 100);
+}
+
+/** A move in the world, in the coordinates that a sound's position has. @param {Sound} sound @param {{ axes: Axes }} listener @param {number[]} move */
 export function ownMove(sound, listener, move) {
     return sound.place === 'listener' ? relativeTo({ ...listener, position: [0, 0, 0] }, move) : move;
 }

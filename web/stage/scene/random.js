@@ -1,4 +1,4 @@
-/** The numbers of the C++ standard's mt19937, which scene files' seeds mean: 32 bits each. */
+/** The numbers of the C++ standard's mt19937, which scene files' seeds mean: 32 bits each. @param {number} seed @returns {Generator<number, never>} */
 export function* randomNumbers(seed) {
     const state = new Uint32Array(624);
     state[0] = seed;

@@ -4,17 +4,18 @@ import { EngineOutput } from './engine.js';
 import { loudness } from './loudness.js';
 import { Player } from './player.js';
 
+/** @import { Model } from '../scene/model.js' */
+/** @import { Library } from './library.js' */
+/** @import { EngineMaker, Gains, Kind, Output } from './types.js' */
+
 const measuredFor = 8; // s of the scene
 
-/** An output of a kind, 'engine', 'panner' or 'stereo', for any context. */
-export async function makeOutput(kind, context, makeEngine) {
-    return kind === 'engine' ? new EngineOutput(context, await makeEngine(context)) : new BrowserOutput(context, kind);
-}
-
-/** The scene's beginning as an output plays it. */
+/** The scene's beginning as an output plays it. @param {Kind} kind @param {Model} model @param {Library} library @param {EngineMaker} makeEngine */
 async function rendered(kind, model, library, makeEngine) {
     const context = new OfflineAudioContext(2, measuredFor * rate, rate);
-    const output = await makeOutput(kind, context, makeEngine);
+    /** @type {Output} */
+    const output =
+        kind === 'engine' ? new EngineOutput(context, await makeEngine(context)) : new BrowserOutput(context, kind);
     output.node.connect(context.destination);
     for (const sound of model.scene.sounds) {
         const samples = library.samples(sound);
@@ -32,22 +33,25 @@ async function rendered(kind, model, library, makeEngine) {
 /**
  * Gains that make the three ways equally loud, by what each makes of the scene's first seconds. None clips: where one
  * would, all are softer.
- * @returns {Promise<{[kind: string]: {gain: number, loudness: number}}>}
+ * @param {Model} model @param {Library} library @param {EngineMaker} makeEngine @returns {Promise<Gains>}
  */
 export async function equalGains(model, library, makeEngine) {
-    const result = {};
-    let highest = 1;
-    for (const kind of ['engine', 'panner', 'stereo']) {
+    const measure = async (/** @type {Kind} */ kind) => {
         const channels = await rendered(kind, model, library, makeEngine);
-        const lufs = loudness(channels, rate);
-        const gain =
-            Number.isFinite(lufs) && Number.isFinite(result.engine?.loudness ?? lufs)
-                ? 10 ** (((result.engine?.loudness ?? lufs) - lufs) / 20)
-                : 1;
         const peak = channels.reduce((most, samples) => samples.reduce((m, x) => Math.max(m, Math.abs(x)), most), 0);
-        highest = Math.max(highest, peak * gain);
-        result[kind] = { gain, loudness: lufs };
+        return { peak, gain: 1, loudness: loudness(channels, rate) };
+    };
+    const result = {
+        engine: await measure('engine'),
+        panner: await measure('panner'),
+        stereo: await measure('stereo'),
+    };
+    const ways = Object.values(result);
+    for (const way of ways) {
+        const louder = result.engine.loudness - way.loudness; // dB; not a number where one is silent
+        if (Number.isFinite(louder)) way.gain = 10 ** (louder / 20);
     }
-    for (const kind in result) result[kind].gain /= highest;
+    const highest = Math.max(1, ...ways.map(({ peak, gain }) => peak * gain));
+    for (const way of ways) way.gain /= highest;
     return result;
 }

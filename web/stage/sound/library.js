@@ -1,7 +1,11 @@
 import { rate } from '../scene/curve.js';
+import { bytesOf } from './bytes.js';
 import { synthesize } from './synth.js';
 
-/** Sounds to add, as scene files write them. */
+/** @import { Sound } from '../scene/types.js' */
+/** @import { Samples } from './types.js' */
+
+/** @type {Record<string, Sound>} sounds to add, as scene files write them */
 export const builtIn = {
     Guitar: { synth: { kind: 'pluck', frequency: 220, duration: 1.5 }, gain: 1.5 },
     Bell: { synth: { kind: 'tone', frequency: 880, harmonics: 9, duration: 2.5, attack: 0.002, decay: 2 }, gain: 1.5 },
@@ -14,16 +18,24 @@ export const builtIn = {
     Siren: { synth: { kind: 'sweep', frequency: 500, to: 1500, duration: 1.5 }, gain: 0.4 },
 };
 
-const baseName = (path) => path.replace(/^.*[/\\]/, '');
+/** Bytes of a file that is taken at most: the samples of a compressed one need twenty times as many. */
+const mostBytes = { wav: 256e6, compressed: 32e6 };
+
+const baseName = (/** @type {string} */ path) => path.replace(/^.*[/\\]/, '');
+
+const isRiff = (/** @type {ArrayBuffer} */ bytes) => new TextDecoder('latin1').decode(bytes.slice(0, 4)) === 'RIFF';
 
 /** Samples of a scene's sounds: those that it makes itself, and files that were dropped or picked. */
 export class Library {
-    #files = new Map(); // by name without folders: {bytes, audio}
-    #made = new Map(); // by the text of a synth
+    /** @type {Map<string, { bytes: ArrayBuffer, audio: AudioBuffer }>} by name without folders */
+    #files = new Map();
+    /** @type {Map<string, Samples>} by the text of a synth */
+    #made = new Map();
 
-    /** @throws Error when no decoder knows the file */
+    /** @param {File} file @throws Error when no decoder knows the file, or it is too large */
     async take(file) {
-        const bytes = await file.arrayBuffer();
+        const isWav = isRiff(await bytesOf(file.slice(0, 4), file.name));
+        const bytes = await bytesOf(file, file.name, isWav ? mostBytes.wav : mostBytes.compressed);
         try {
             const audio = await new OfflineAudioContext(2, 1, rate).decodeAudioData(bytes.slice(0));
             if (audio.numberOfChannels > 2) throw new Error();
@@ -33,32 +45,33 @@ export class Library {
         }
     }
 
-    /** @returns {AudioBuffer | {samples: Float32Array, rate: number} | null} the same object each time; null: not there yet */
+    /** @param {Sound} sound @returns {Samples | null} the same object each time; null: not there yet */
     samples(sound) {
         if (sound.file !== undefined) return this.#files.get(baseName(sound.file))?.audio ?? null;
+        if (!sound.synth) return null;
         const text = JSON.stringify(sound.synth);
-        if (!this.#made.has(text)) this.#made.set(text, { samples: synthesize(sound.synth), rate });
-        return this.#made.get(text);
+        const made = this.#made.get(text) ?? { samples: synthesize(sound.synth), rate };
+        this.#made.set(text, made);
+        return made;
     }
 
-    /** Frames that a sound lasts at its own speed, at `rate`. */
+    /** Frames that a sound lasts at its own speed, at `rate`. @param {Sound} sound */
     duration(sound) {
         const samples = this.samples(sound);
-        return samples === null ? 0 : (samples.samples?.length ?? samples.length);
+        if (samples === null) return 0;
+        return 'samples' in samples ? samples.samples.length : samples.length;
     }
 
-    /** Names of a scene's files that are not there yet. */
+    /** Names of a scene's files that are not there yet. @param {{ sounds: Sound[] }} scene */
     missing(scene) {
-        const names = scene.sounds.filter((sound) => sound.file !== undefined).map((sound) => baseName(sound.file));
+        const names = scene.sounds.flatMap(({ file }) => (file === undefined ? [] : [baseName(file)]));
         return [...new Set(names)].filter((name) => !this.#files.has(name));
     }
 
-    /** The file itself for a recording: WAV as it is, at its own rate, anything else as this browser reads it. */
+    /** The file itself for a recording: WAV as it is, at its own rate, anything else as this browser reads it. @param {string} path */
     source(path) {
         const file = this.#files.get(baseName(path));
         if (!file) return null;
-        const isWav =
-            String.fromCharCode(...new Uint8Array(file.bytes, 0, Math.min(4, file.bytes.byteLength))) === 'RIFF';
-        return isWav ? file.bytes : file.audio;
+        return isRiff(file.bytes) ? file.bytes : file.audio;
     }
 }

@@ -2,6 +2,7 @@
 
 // The two filters of its K-weighting, for any rate (the recommendation gives coefficients for 48 kHz; these frequencies
 // and qualities reproduce them).
+/** @param {number} sampleRate */
 function kWeighting(sampleRate) {
     const shelf = () => {
         const k = Math.tan((Math.PI * 1681.974450955533) / sampleRate),
@@ -26,6 +27,7 @@ function kWeighting(sampleRate) {
     return [shelf(), highPass()];
 }
 
+/** @param {Float64Array} samples @param {number[]} coefficients */
 function filtered(samples, [b0, b1, b2, a1, a2]) {
     let s1 = 0,
         s2 = 0;
@@ -37,10 +39,10 @@ function filtered(samples, [b0, b1, b2, a1, a2]) {
     });
 }
 
-const level = (power) => -0.691 + 10 * Math.log10(power);
-const mean = (powers) => powers.reduce((sum, power) => sum + power, 0) / powers.length;
+const level = (/** @type {number} */ power) => -0.691 + 10 * Math.log10(power);
+const mean = (/** @type {number[]} */ powers) => powers.reduce((sum, power) => sum + power, 0) / powers.length;
 
-/** @param {Float32Array[]} channels @returns {number} LUFS, gated; -Infinity for silence */
+/** @param {Float32Array[]} channels @param {number} sampleRate @returns {number} LUFS, gated; -Infinity for silence */
 export function loudness(channels, sampleRate) {
     const weighted = channels.map((samples) => kWeighting(sampleRate).reduce(filtered, Float64Array.from(samples)));
     const length = Math.round(0.4 * sampleRate),

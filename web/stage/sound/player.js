@@ -2,12 +2,21 @@ import { frameOf, numberAt, rate, roomAt, tripleAt } from '../scene/curve.js';
 import { add, axes } from '../scene/geometry.js';
 import { isTimed, lengthOf, numVoices, voicesOf } from '../scene/voices.js';
 
+/** @import { Model } from '../scene/model.js' */
+/** @import { NamedScene, NamedSound, Time } from '../scene/types.js' */
+/** @import { Library } from './library.js' */
+/** @import { Output, Samples, State } from './types.js' */
+
+/** @typedef {{ start: ReturnType<typeof voicesOf>[0], handle?: any, isDone?: boolean, state?: State }} Playing */
+/** @typedef {{ key: string, sound: NamedSound, samples: Samples | null, voices: Playing[] }} Part */
+
 const ahead = 0.03 * rate; // by which what happens is told before it is due
 export const mostVoices = 512; // live: a recording has all of them
+/** @type {(keyof NamedSound)[]} */
 const identity = ['synth', 'file', 'place', 'start', 'stop', 'from', 'loop', 'seek', 'copies', 'referenceDistance'];
 
 // Of a sound with very many voices, as many as its share of the limit.
-const heardVoices = (sound, share) => {
+const heardVoices = (/** @type {NamedSound} */ sound, /** @type {number} */ share) => {
     const voices = voicesOf(sound);
     return voices.slice(0, Math.ceil(voices.length * share));
 };
@@ -17,15 +26,22 @@ const heardVoices = (sound, share) => {
  * at which it is due, so the pace of `tick` is not heard.
  */
 export class Player {
-    #parts = new Map(); // by the sound's name
-    #scene = null; // that the parts were made of
-    #told = {}; // what the output knows of listener and room
+    /** @type {Map<string, Part>} by the sound's name */
+    #parts = new Map();
+    /** @type {NamedScene | null} that the parts were made of */
+    #scene = null;
+    /** @type {Record<string, string>} what the output knows of listener and room */
+    #told = {};
+    #period = Infinity; // frames after which the scene begins anew
     #toldUntil = 0; // frame of the scene up to which all is told
     #origin; // frame of the context at which the scene began
 
-    /** @param {() => number} clock the context's frame */
+    /** @param {Model} model @param {Library} library @param {Output} output @param {() => number} clock the context's frame */
     constructor(model, library, output, clock) {
-        Object.assign(this, { model, library, output, clock });
+        this.model = model;
+        this.library = library;
+        this.output = output;
+        this.clock = clock;
         this.#origin = Math.ceil(clock() + ahead);
     }
 
@@ -42,7 +58,7 @@ export class Player {
     }
 
     /** Goes on, at the same place, with another output. */
-    use(output) {
+    use(/** @type {Output} */ output) {
         this.#stopAll();
         this.output = output;
         this.#told = {};
@@ -53,24 +69,24 @@ export class Player {
         const { scene } = this.model;
         if (scene !== this.#scene) {
             this.#scene = scene;
-            this.period = isTimed(scene) ? lengthOf(scene, (sound) => this.library.duration(sound)) : Infinity;
+            this.#period = isTimed(scene) ? lengthOf(scene, (sound) => this.library.duration(sound)) : Infinity;
             this.#match(scene);
         }
         const horizon = this.clock() + ahead;
-        if (horizon - this.#origin >= this.period) this.#wrap();
+        if (horizon - this.#origin >= this.#period) this.#wrap();
         const frame = Math.max(0, horizon - this.#origin);
         this.#tellShared(scene, frame);
         for (const part of this.#parts.values()) this.#tellPart(part, frame);
         this.#toldUntil = frame;
     }
 
-    #wrapped(frame) {
-        return this.period < Infinity && this.period > 0 && frame > 0 ? frame % this.period : frame;
+    #wrapped(/** @type {number} */ frame) {
+        return this.#period < Infinity && this.#period > 0 && frame > 0 ? frame % this.#period : frame;
     }
 
     // What loops without an end plays on; everything else begins again.
     #wrap() {
-        this.#origin += this.period * Math.floor((this.clock() + ahead - this.#origin) / this.period);
+        this.#origin += this.#period * Math.floor((this.clock() + ahead - this.#origin) / this.#period);
         this.#toldUntil = 0;
         for (const { sound, voices } of this.#parts.values()) {
             for (const voice of voices) {
@@ -82,7 +98,7 @@ export class Player {
         }
     }
 
-    #match(scene) {
+    #match(/** @type {NamedScene} */ scene) {
         const share = Math.min(1, mostVoices / numVoices(scene));
         for (const sound of scene.sounds) {
             const samples = this.library.samples(sound);
@@ -105,22 +121,25 @@ export class Player {
             this.#stopPart(part);
             this.#parts.delete(name);
         }
+        this.output.keep?.(new Set([...this.#parts.values()].map(({ samples }) => samples)));
     }
 
+    /** @param {NamedScene} scene @param {number} frame */
     #tellShared(scene, frame) {
         const at = this.#origin + frame;
         const listener = {
             position: tripleAt(scene.listener?.position, frame),
             turn: tripleAt(scene.listener?.turn, frame),
         };
-        this.listener = { position: listener.position, axes: axes(listener.turn) };
-        this.hasMoved = this.#tell('listener', listener, () => this.output.listener(this.listener, at));
+        const turned = { position: listener.position, axes: axes(listener.turn) };
+        this.hasMoved = this.#tell('listener', listener, () => this.output.listener(turned, at));
         const room = roomAt(scene.room, frame);
         this.#tell('room', room, () => this.output.room(room, at));
         const gain = numberAt(scene.gain, frame, 1);
         this.#tell('gain', gain, () => this.output.gain(gain, at));
     }
 
+    /** @param {string} what @param {unknown} value @param {() => void} say @returns {boolean} whether it was news */
     #tell(what, value, say) {
         const text = JSON.stringify(value);
         if (this.#told[what] === text) return false;
@@ -129,6 +148,7 @@ export class Player {
         return true;
     }
 
+    /** @param {Part} part @param {number} frame */
     #tellPart(part, frame) {
         const { sound, voices } = part;
         const stop = sound.stop === undefined ? Infinity : frameOf(sound.stop);
@@ -145,9 +165,11 @@ export class Player {
                 continue;
             }
             const state = this.#stateOf(sound, voice, frame);
-            const changes = {};
-            for (const member in state)
-                if (String(state[member]) !== String(voice.state[member])) changes[member] = state[member];
+            const changes = Object.fromEntries(
+                Object.entries(state).filter(
+                    ([member, value]) => String(value) !== String(voice.state?.[/** @type {keyof State} */ (member)]),
+                ),
+            );
             if (Object.keys(changes).length > 0 || (this.hasMoved && this.output.isRelative)) {
                 this.output.set(voice.handle, changes, at);
             }
@@ -161,13 +183,15 @@ export class Player {
     }
 
     // A voice that should have begun earlier begins where it would be by now.
-    #begin(part, voice, frame) {
-        const { sound, samples } = part;
+    /** @param {Part} part @param {Playing} voice @param {number} frame */
+    #begin({ sound, samples }, voice, frame) {
+        if (!samples) return;
         const state = this.#stateOf(sound, voice, frame);
         const length = this.library.duration(sound);
-        const own = samples.rate ?? samples.sampleRate;
-        const inSound = (time) => (typeof time === 'object' ? time.frame : time * own);
-        const loop = sound.loop ? [inSound(sound.loop.start ?? 0), inSound(sound.loop.end ?? { frame: length })] : null;
+        const own = 'samples' in samples ? samples.rate : samples.sampleRate;
+        const inSound = (/** @type {Time} */ time) => (typeof time === 'object' ? time.frame : time * own);
+        const { start = 0, end = { frame: length } } = typeof sound.loop === 'object' ? sound.loop : {};
+        const loop = sound.loop ? [inSound(start), inSound(end)] : null;
         const late = frame - voice.start.frame;
         const isInTime = late <= 2 * ahead;
         const at = this.#origin + (isInTime ? voice.start.frame : frame);
@@ -180,11 +204,19 @@ export class Player {
         voice.state = state;
         voice.handle = this.output.begin(
             samples,
-            { ...state, loop, offset, place: sound.place ?? 'world', referenceDistance: sound.referenceDistance ?? 1 },
+            {
+                ...state,
+                name: sound.name,
+                loop,
+                offset,
+                place: sound.place ?? 'world',
+                referenceDistance: sound.referenceDistance ?? 1,
+            },
             at,
         );
     }
 
+    /** @param {NamedSound} sound @param {Playing} voice @param {number} frame @returns {State} */
     #stateOf(sound, { start }, frame) {
         return {
             position: add(tripleAt(sound.position, frame), start.offset),
@@ -194,7 +226,7 @@ export class Player {
         };
     }
 
-    #stopPart({ voices }) {
+    #stopPart(/** @type {Part} */ { voices }) {
         for (const voice of voices) if (voice.handle && !voice.isDone) this.output.stop(voice.handle);
     }
 

@@ -1,11 +1,16 @@
 import { rate } from '../scene/curve.js';
 import { randomNumbers } from '../scene/random.js';
 
+/** @import { Synth } from '../scene/types.js' */
+/** @typedef {(length: number, synth: Synth) => Float64Array} Kind */
+
+/** @type {Kind} */
 function noise(n, { seed = 1 }) {
     const random = randomNumbers(seed);
     return Float64Array.from({ length: n }, () => random.next().value / 2147483648 - 1);
 }
 
+/** @type {Kind} */
 function tone(n, { frequency = 440, harmonics = 1 }) {
     const samples = new Float64Array(n);
     let sum = 0;
@@ -17,6 +22,7 @@ function tone(n, { frequency = 440, harmonics = 1 }) {
 }
 
 // The phase is the integral of f (t/f)^(i/n).
+/** @type {Kind} */
 function sweep(n, { frequency = 440, to = 440 }) {
     const octaves = Math.log(to / frequency);
     return new Float64Array(n).map((_, i) => {
@@ -27,6 +33,7 @@ function sweep(n, { frequency = 440, to = 440 }) {
 }
 
 // A ring of noise that each pass dulls (K. Karplus, A. Strong, Computer Music Journal 7 (1983)).
+/** @type {Kind} */
 function pluck(n, synth) {
     const ring = noise(Math.max(2, Math.trunc(rate / (synth.frequency ?? 440))), synth);
     return new Float64Array(n).map((_, i) => {
@@ -37,6 +44,7 @@ function pluck(n, synth) {
     });
 }
 
+/** @type {Kind} */
 function step(n, synth) {
     let dull = 0;
     return noise(n, synth).map((x, i) => {
@@ -46,11 +54,11 @@ function step(n, synth) {
     });
 }
 
-const click = (n) => Float64Array.from({ length: n }, (_, i) => (i === 0 ? 1 : 0));
+const click = (/** @type {number} */ n) => Float64Array.from({ length: n }, (_, i) => (i === 0 ? 1 : 0));
 
 const kinds = { noise, tone, sweep, pluck, step, click };
 
-/** What a scene's "synth" sounds like: mono, at `rate`, within -1 ... 1. */
+/** What a scene's "synth" sounds like: mono, at `rate`, within -1 ... 1. @param {Synth} synth */
 export function synthesize(synth) {
     const { kind, duration = 1, attack = 0, decay = 0 } = synth;
     const samples = kinds[kind](Math.max(1, Math.round(duration * rate)), synth);

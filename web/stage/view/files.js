@@ -1,23 +1,39 @@
 import { frameOf, rate } from '../scene/curve.js';
+import { describe } from '../scene/geometry.js';
+import { nextPlace, placesAt } from '../scene/places.js';
 import { fromFragment, toFragment } from '../scene/share.js';
 import { isTimed, lengthOf, numVoices } from '../scene/voices.js';
+import { bytesOf } from '../sound/bytes.js';
 import { mostVoices } from '../sound/player.js';
 import { checked, record, sceneToRecord } from '../sound/record.js';
-import { byId, element, guarded, tell } from './controls.js';
+import { buttonById, byId, element, found, guarded, inputById, selectById, tell } from './controls.js';
+
+/** @import { Model } from '../scene/model.js' */
+/** @import { Scene, Sound } from '../scene/types.js' */
+/** @import { AudioStage } from '../sound/audio.js' */
+/** @import { Library } from '../sound/library.js' */
+/** @import { HeadPanel } from './head.js' */
+/** @import { StageMap } from './map.js' */
 
 const defaultSeconds = 10; // of a scene that has no end
+const mostSceneBytes = 16e6;
 
 /** What goes in and out: scene files, sounds, heads, addresses, recordings. */
 export class Files {
+    /** @param {Model} model @param {Library} library @param {AudioStage} audio @param {HeadPanel} head @param {StageMap} map */
     constructor(model, library, audio, head, map) {
-        Object.assign(this, { model, library, audio, head, map });
-        byId('save').addEventListener('click', () => this.#save());
-        byId('open').addEventListener('click', () => byId('sceneFile').click());
-        byId('share').addEventListener('click', () => guarded(() => this.#share()));
-        for (const id of ['sceneFile', 'soundFile']) {
-            byId(id).addEventListener('change', async ({ target }) => {
-                await this.take([...target.files]);
-                target.value = '';
+        this.model = model;
+        this.library = library;
+        this.audio = audio;
+        this.head = head;
+        this.map = map;
+        buttonById('save').addEventListener('click', () => this.#save());
+        buttonById('open').addEventListener('click', () => byId('sceneFile').click());
+        buttonById('share').addEventListener('click', () => guarded(() => this.#share()));
+        for (const input of [inputById('sceneFile'), inputById('soundFile')]) {
+            input.addEventListener('change', async () => {
+                await this.take([...(input.files ?? [])]);
+                input.value = '';
             });
         }
         this.#listenToDrops();
@@ -25,13 +41,32 @@ export class Files {
         addEventListener('hashchange', () => this.openAddress());
     }
 
-    /** Takes files of any kind that the page knows, one after the other. */
-    async take(files) {
+    /**
+     * Takes files of any kind that the page knows, one after the other, and says what became of each.
+     * @param {File[]} files @param {number[] | null} [point] where in the world a sound goes
+     */
+    async take(files, point) {
+        const said = [];
+        let isFault = false;
         for (const file of files) {
-            if (/\.kalhrtfd$/i.test(file.name)) await this.head.take(file);
-            else if (/\.json$/i.test(file.name)) await guarded(async () => this.#open(await file.text(), file.name));
-            else await guarded(() => this.#takeSound(file));
+            try {
+                said.push(await this.#takeOne(file, point));
+                point = null; // only one fits there
+            } catch (error) {
+                said.push(error instanceof Error ? error.message : String(error));
+                isFault = true;
+            }
         }
+        if (said.length > 0) tell(said.join('\n'), isFault);
+    }
+
+    /** @param {File} file @param {number[] | null} [point] @returns {Promise<string>} */
+    async #takeOne(file, point) {
+        tell(`Reading ${file.name} …`);
+        if (/\.kalhrtfd$/i.test(file.name)) return this.head.take(file);
+        if (!/\.json$/i.test(file.name)) return this.#takeSound(file, point);
+        const bytes = await bytesOf(file, file.name, mostSceneBytes);
+        return this.#open(new TextDecoder().decode(bytes), file.name);
     }
 
     /** Opens the scene in the page's address. @returns {Promise<boolean>} whether there was one */
@@ -39,47 +74,55 @@ export class Files {
         return (
             (await guarded(async () => {
                 const text = await fromFragment(location.hash);
-                if (text !== null) await this.#open(text, 'the address');
+                if (text !== null) tell(await this.#open(text, 'the scene in the address'));
                 return text !== null;
             })) ?? false
         );
     }
 
     // Nothing changes unless all of it is good.
+    /** @param {string} text @param {string} name */
     async #open(text, name) {
-        this.show(await checked(text, this.library));
+        this.show(await checked(text, name, this.library));
         const missing = this.library.missing(this.model.scene),
             voices = numVoices(this.model.scene);
         const notes = [`Opened ${name}.`];
         if (missing.length > 0) notes.push(`To hear all of it, drop ${missing.join(', ')} onto the page.`);
         if (voices > mostVoices)
             notes.push(`Here some ${mostVoices} of its ${voices} voices are heard, in a recording all.`);
-        tell(notes.join(' '));
+        return notes.join(' ');
     }
 
-    show(scene) {
+    show(/** @type {Scene} */ scene) {
         this.model.open(scene);
         this.map.fit();
         this.audio.player?.restart();
         for (const sound of this.model.scene.sounds) this.library.samples(sound); // made now, so that nobody waits for them later
     }
 
-    async #takeSound(file) {
+    /**
+     * Adds a sound, at the point or around the listener.
+     * @param {Sound & { name: string }} sound @param {number[] | null} [point]
+     * @returns {string} where it is @throws Error when there are too many
+     */
+    add(sound, point) {
+        const position = point ?? nextPlace(this.model.scene);
+        if (!this.model.add({ ...sound, loop: true, position })) throw new Error('There are 64 sounds already.');
+        this.map.reveal(position);
+        const { sounds } = placesAt(this.model.scene, this.audio.frame);
+        return describe(sounds[sounds.length - 1].place);
+    }
+
+    /** @param {File} file @param {number[] | null} [point] */
+    async #takeSound(file, point) {
         const isAwaited = this.library.missing(this.model.scene).includes(file.name);
         await this.library.take(file);
-        if (isAwaited) {
-            tell(`${file.name} is here now.`);
-            this.model.change({}); // the player looks for it
-        } else if (
-            this.model.add({
-                name: file.name.replace(/\.[^.]*$/, ''),
-                file: file.name,
-                loop: true,
-                position: [0, 0, -2],
-            })
-        ) {
-            tell(`Added ${file.name}, two metres ahead.`);
-        } else tell('There are 64 sounds already.', true);
+        if (!isAwaited) {
+            const where = this.add({ name: file.name.replace(/(?<=.)\.[^.]*$/, ''), file: file.name }, point);
+            return `Added ${file.name}: ${where}.`;
+        }
+        this.model.change({}); // the player looks for it
+        return `${file.name} is here now.`;
     }
 
     /** The scene with an end, so that kalrender ends as well. */
@@ -109,7 +152,7 @@ export class Files {
 
     #listenToDrops() {
         const hint = byId('dropHint');
-        const isFiles = (event) => event.dataTransfer?.types.includes('Files');
+        const isFiles = (/** @type {DragEvent} */ event) => event.dataTransfer?.types.includes('Files');
         addEventListener('dragover', (event) => {
             if (!isFiles(event)) return;
             event.preventDefault();
@@ -122,50 +165,54 @@ export class Files {
             if (!isFiles(event)) return;
             event.preventDefault();
             hint.hidden = true;
-            this.take([...event.dataTransfer.files]);
+            this.take([...(event.dataTransfer?.files ?? [])], this.map.top.pointUnder(event.clientX, event.clientY));
         });
     }
 
     #prepareRecording() {
-        const [dialog, seconds, bar, button] = ['recording', 'seconds', 'recorded', 'recordNow'].map(byId);
-        byId('record').addEventListener('click', () => {
+        const dialog = found('recording', HTMLDialogElement);
+        const [seconds, button] = [inputById('seconds'), buttonById('recordNow')];
+        const bar = found('recorded', HTMLProgressElement);
+        buttonById('record').addEventListener('click', () => {
             const { scene } = this.model;
-            const length = isTimed(scene)
-                ? lengthOf(scene, (sound) => this.library.duration(sound))
-                : frameOf(scene.length ?? defaultSeconds);
-            seconds.value = (length / rate).toFixed(1);
-            bar.value = 0;
+            const { length = defaultSeconds } = scene;
+            const frames =
+                isTimed(scene) || length === 'until silent'
+                    ? lengthOf(scene, (sound) => this.library.duration(sound))
+                    : frameOf(length);
+            seconds.value = Math.min(Number(seconds.max), frames / rate).toFixed(1);
+            bar.hidden = true;
             dialog.showModal();
         });
-        button.addEventListener(
-            'click',
-            () =>
-                seconds.reportValidity() &&
-                guarded(async () => {
-                    button.disabled = true;
-                    try {
-                        const scene = sceneToRecord(this.model, Number(seconds.value));
-                        const file = await record(
-                            scene,
-                            this.library,
-                            this.audio.headBytes,
-                            Number(byId('bits').value),
-                            (share) => {
-                                bar.value = share;
-                                return dialog.open;
-                            },
-                        );
-                        if (file) download(file, 'scene.wav');
-                        tell(file ? 'Recorded scene.wav.' : 'The recording was ended.');
-                    } finally {
-                        button.disabled = false;
-                        dialog.close();
-                    }
-                }),
-        );
+        dialog.addEventListener('submit', (event) => {
+            if (event.submitter !== button) return;
+            event.preventDefault(); // it stays open until all is recorded
+            guarded(async () => {
+                button.disabled = true;
+                bar.value = 0;
+                bar.hidden = false;
+                try {
+                    tell(await this.#record(Number(seconds.value), (share) => (bar.value = share) >= 0 && dialog.open));
+                } finally {
+                    button.disabled = false;
+                    dialog.close();
+                }
+            });
+        });
+    }
+
+    /** @param {number} seconds @param {(share: number) => boolean} progress */
+    async #record(seconds, progress) {
+        const bits = /** @type {16 | 24 | 32} */ (Number(selectById('bits').value));
+        const scene = sceneToRecord(this.model, seconds);
+        const file = await record(scene, this.library, this.audio.headBytes, bits, progress);
+        if (!file) return 'The recording was ended.';
+        download(file, 'scene.wav');
+        return 'Recorded scene.wav.';
     }
 }
 
+/** @param {Blob} blob @param {string} name */
 function download(blob, name) {
     const link = element('a', { href: URL.createObjectURL(blob), download: name });
     link.click();

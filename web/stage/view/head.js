@@ -1,47 +1,77 @@
-import { byId, guarded, tell } from './controls.js';
+import { bytesOf } from '../sound/bytes.js';
+import { buttonById, byId, found, guarded, inputById, tell } from './controls.js';
 import { Sphere } from './sphere.js';
+import { hue } from './svg.js';
+
+/** @import { Meters } from 'kalmarble' */
+/** @import { Model } from '../scene/model.js' */
+/** @import { AudioStage } from '../sound/audio.js' */
+
+const mostBytes = 64e6;
 
 /** The head whose ears one hears with: the one that ships, or a file's. */
 export class HeadPanel {
+    /** @type {string | null} */
     #name = null;
 
-    constructor(audio) {
+    /** @param {Model} model @param {AudioStage} audio */
+    constructor(model, audio) {
+        this.model = model;
         this.audio = audio;
-        this.sphere = new Sphere(byId('sphere'));
-        byId('pickHead').addEventListener('click', () => byId('headFile').click());
-        byId('headFile').addEventListener('change', ({ target }) => {
-            if (target.files[0]) this.take(target.files[0]);
-            target.value = '';
+        this.sphere = new Sphere(found('sphere', HTMLCanvasElement));
+        const file = inputById('headFile');
+        buttonById('pickHead').addEventListener('click', () => file.click());
+        file.addEventListener('change', async () => {
+            const [chosen] = file.files ?? [];
+            if (chosen) await guarded(async () => tell(await this.take(chosen)));
+            file.value = '';
         });
-        byId('resetHead').addEventListener('click', () =>
+        buttonById('resetHead').addEventListener('click', () =>
             guarded(async () => {
                 await audio.useHead(null);
                 this.#show(null);
+                tell('Now with the built-in head.');
             }),
         );
-        audio.addEventListener('started', () => this.#show(this.#name));
-        audio.addEventListener('meters', ({ detail }) =>
-            this.sphere.light(audio.kind === 'engine' ? detail.measured : []),
-        );
+        audio.addEventListener('ready', () => this.#show(this.#name));
+        audio.addEventListener('meters', (event) => this.#light(/** @type {CustomEvent<Meters>} */ (event).detail));
         this.#show(null);
     }
 
-    take(file) {
-        return guarded(async () => {
-            await this.audio.useHead(await file.arrayBuffer());
-            this.#show(file.name);
-            tell(`Now with the head ${file.name}.`);
-        });
+    /** @param {File} file @returns {Promise<string>} what is heard now. @throws Error with a sentence */
+    async take(file) {
+        const bytes = await bytesOf(file, file.name, mostBytes);
+        try {
+            await this.audio.useHead(bytes);
+        } catch (error) {
+            const reason = error instanceof Error ? error.message : error;
+            throw new Error(`${file.name}: ${reason} The head in use stays.`);
+        }
+        this.#show(file.name);
+        return `Now with the head ${file.name}.`;
     }
 
-    #show(name) {
+    // In the colour that each sound has in the views.
+    #light(/** @type {Meters} */ { measured }) {
+        const { sounds } = this.model.scene;
+        const hues = new Map(sounds.map(({ name }, index) => [name, hue(index)]));
+        const lit = measured.map((direction) => ({
+            ...direction,
+            hue: hues.get(this.audio.soundOf(direction.voice) ?? '') ?? hue(0),
+        }));
+        this.sphere.light(this.audio.kind === 'engine' ? lit : []);
+    }
+
+    #show(/** @type {string | null} */ name) {
         this.#name = name;
-        const { directions } = this.audio;
+        const { length } = this.audio.directions;
+        const directions = length > 0 ? `: ${length} measured directions; those in use are lit.` : '.';
         byId('headFacts').textContent =
-            directions.length > 0
-                ? `${name ?? 'The head that ships'}: ${directions.length} directions; those in use are lit.`
-                : `${name ?? 'The head that ships'}. Its measured directions show after Start.`;
+            (name ?? 'The built-in head') +
+            directions +
+            (name ? '' : ' A .kalhrtfd file, dropped here or chosen, is yours.');
+        byId('sphere').ariaLabel = `Measured directions around the head: ${length}`;
         byId('resetHead').hidden = name === null;
-        this.sphere.show(directions);
+        this.sphere.show(this.audio.directions);
     }
 }

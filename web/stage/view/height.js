@@ -1,16 +1,22 @@
 import { draggable, hue, place, svg } from './svg.js';
 
+/** @import { StageMap } from './map.js' */
+
 /** The stage from behind: heights, each sound straight below its place in the view from above. */
 export class HeightView {
+    /** @type {Map<string, SVGGElement>} */
     #markers = new Map();
+    #scale = 1; // px a metre
 
+    /** @param {SVGSVGElement} root @param {StageMap} map */
     constructor(root, map) {
-        Object.assign(this, { root, map });
+        this.root = root;
+        this.map = map;
         this.ear = svg('line', { class: 'ear' });
-        this.label = svg('text', { class: 'axis', x: 6 }, 'ear height');
+        const label = svg('text', { class: 'axis', x: 10, y: 18 }, 'Heights, seen from behind');
         this.listener = svg('circle', { class: 'skull', r: 9 });
         this.sounds = svg('g');
-        root.append(this.ear, this.label, this.listener, this.sounds);
+        root.append(this.ear, label, this.listener, this.sounds);
     }
 
     draw() {
@@ -21,11 +27,10 @@ export class HeightView {
             ...sounds.map(({ point }) => Math.abs(point[1])),
             ...[Math.abs(listener.position[1]), 1],
         );
-        this.scale = Math.min(this.map.scale, (height / 2 - 14) / highest);
-        this.at = ([x, y]) => [(width / 2 + x * this.map.scale).toFixed(1), (height / 2 - y * this.scale).toFixed(1)];
-        const [x, y] = this.at(listener.position);
+        this.#scale = Math.min(this.map.scale, (height / 2 - 14) / highest);
+        const at = (/** @type {number[]} */ [x, y]) => [width / 2 + x * this.map.scale, height / 2 - y * this.#scale];
+        const [x, y] = at(listener.position).map((v) => v.toFixed(1));
         place(this.ear, { x1: 0, x2: width, y1: y, y2: y });
-        place(this.label, { y: y - 5 });
         place(this.listener, { cx: x, cy: y });
         for (const [name, marker] of this.#markers) {
             if (sounds.some(({ sound }) => sound.name === name)) continue;
@@ -33,18 +38,18 @@ export class HeightView {
             this.#markers.delete(name);
         }
         sounds.forEach(({ sound, point }, index) => {
-            if (!this.#markers.has(sound.name)) this.#add(sound.name);
-            const marker = this.#markers.get(sound.name),
+            const marker = this.#markers.get(sound.name) ?? this.#add(sound.name),
                 [, dot, stem] = marker.children;
-            place(marker, { transform: `translate(${this.at(point).join(' ')})`, style: `--hue: ${hue(index)}` });
+            const [right, down] = at(point).map((v) => v.toFixed(1));
+            place(marker, { transform: `translate(${right} ${down})`, style: `--hue: ${hue(index)}` });
             place(dot, { r: 7 });
-            place(stem, { y2: y - this.at(point)[1] });
+            place(stem, { y2: (Number(y) - Number(down)).toFixed(1) });
             marker.classList.toggle('selected', this.map.model.selected === sound.name);
             marker.classList.toggle('silent', !this.map.model.isHeard(sound.name));
         });
     }
 
-    #add(name) {
+    #add(/** @type {string} */ name) {
         const { map } = this;
         const marker = svg(
             'g',
@@ -57,13 +62,14 @@ export class HeightView {
             marker,
             () => {
                 map.model.select(name);
-                const from = map.model.find(name).position,
-                    { scale } = this;
-                return (dx, dy) => map.moveSound(name, from, [0, -dy / scale, 0], 'height');
+                const from = map.model.find(name)?.position,
+                    scale = this.#scale;
+                return (_, dy) => map.moveSound(name, from, [0, -dy / scale, 0], 'height');
             },
             () => map.model.endGesture(),
         );
         this.#markers.set(name, marker);
         this.sounds.append(marker);
+        return marker;
     }
 }

@@ -1,16 +1,34 @@
 import { isMoving, numberAt, tripleAt } from '../scene/curve.js';
 import { describe } from '../scene/geometry.js';
 import { builtIn } from '../sound/library.js';
-import { byId, element, slider, tell } from './controls.js';
+import { buttonById, byId, element, inputById, printed, selectById, slider, tell } from './controls.js';
 
-const decibels = (gain) => (gain > 0 ? `${(20 * Math.log10(gain)).toFixed(1)} dB` : 'silent');
+/** @import { Model } from '../scene/model.js' */
+/** @import { Moving } from '../scene/types.js' */
+/** @import { AudioStage } from '../sound/audio.js' */
+/** @import { StageMap } from './map.js' */
+
+const decibels = (/** @type {number} */ gain) => (gain > 0 ? `${printed(20 * Math.log10(gain), 1)} dB` : 'silent');
+const controls = {
+    loop: inputById('loop'),
+    mute: inputById('mute'),
+    solo: inputById('solo'),
+    name: inputById('name'),
+    which: selectById('which'),
+    kind: selectById('kind'),
+    remove: buttonById('remove'),
+};
 const otherwise = { gain: 1, speed: 1, occlusion: 0, referenceDistance: 1 };
 
 /** What one can do with the selected sound. */
 export class SourcePanel {
+    /** @param {Model} model @param {AudioStage} audio @param {StageMap} map */
     constructor(model, audio, map) {
-        Object.assign(this, { model, audio, map });
+        this.model = model;
+        this.audio = audio;
+        this.map = map;
         const done = () => model.endGesture();
+        /** @param {string} name @param {Omit<Parameters<typeof slider>[0], 'input'>} how */
         const member = (name, how) =>
             slider({ ...how, done, input: (value) => model.changeSound(model.selected, { [name]: value }, name) });
         this.sliders = {
@@ -29,7 +47,7 @@ export class SourcePanel {
                 text: (x) => `${Math.round(100 * x)} %`,
             }),
             referenceDistance: member('referenceDistance', {
-                label: 'Loud up to',
+                label: 'Full up to',
                 min: 0.1,
                 max: 50,
                 isLog: true,
@@ -40,11 +58,13 @@ export class SourcePanel {
             label: 'Height',
             min: -10,
             max: 10,
-            text: (y) => `${y.toFixed(1)} m`,
+            text: (y) => `${printed(y, 1)} m`,
             done,
             input: (value) => {
-                const { position } = model.sound;
-                map.moveSound(model.selected, position, [0, value - tripleAt(position, audio.frame)[1], 0], 'height');
+                const { sound } = model;
+                if (!sound) return;
+                const { name, position } = sound;
+                map.moveSound(name, position, [0, value - tripleAt(position, audio.frame)[1], 0], 'height');
             },
         });
         byId('sourceSliders').append(this.height.node, ...Object.values(this.sliders).map(({ node }) => node));
@@ -55,24 +75,22 @@ export class SourcePanel {
 
     #listen() {
         const { model } = this;
-        byId('which').addEventListener('change', ({ target }) => model.select(target.value));
-        byId('loop').addEventListener('change', ({ target }) =>
-            model.changeSound(model.selected, { loop: target.checked }),
-        );
-        byId('mute').addEventListener('change', () => model.toggle('muted', model.selected));
-        byId('solo').addEventListener('change', () => model.toggle('solo', model.selected));
-        byId('remove').addEventListener(
-            'click',
-            () => model.remove(model.selected) || tell('A scene keeps one sound at least.'),
-        );
-        byId('name').addEventListener('change', ({ target }) => {
-            if (!model.rename(model.selected, target.value.trim()))
+        const { loop, mute, solo, name, which, kind, remove } = controls;
+        which.addEventListener('change', () => model.select(which.value));
+        loop.addEventListener('change', () => model.changeSound(model.selected, { loop: loop.checked }));
+        for (const [set, box] of Object.entries({ muted: mute, solo }))
+            box.addEventListener('change', () => {
+                if (model.selected) model.toggle(/** @type {'muted' | 'solo'} */ (set), model.selected);
+            });
+        remove.addEventListener('click', () => model.remove(model.selected));
+        name.addEventListener('change', () => {
+            if (model.selected && !model.rename(model.selected, name.value.trim()))
                 tell('A name is one that no other sound has, without slashes.', true);
             this.show();
         });
-        byId('kind').addEventListener('change', ({ target }) => {
-            if (builtIn[target.value])
-                model.changeSound(model.selected, { synth: builtIn[target.value].synth, file: undefined });
+        kind.addEventListener('change', () => {
+            const chosen = builtIn[kind.value];
+            if (chosen) model.changeSound(model.selected, { synth: chosen.synth, file: undefined });
         });
     }
 
@@ -80,40 +98,50 @@ export class SourcePanel {
         const { model } = this,
             { sound, scene } = model;
         if (!sound) return;
-        byId('which').replaceChildren(
-            ...scene.sounds.map(({ name }) =>
-                element('option', { value: name, textContent: name, selected: name === model.selected }),
-            ),
+        const { loop, mute, solo, name, which, kind, remove } = controls;
+        offer(
+            which,
+            scene.sounds.map((each) => each.name),
+            sound.name,
         );
-        byId('loop').checked = Boolean(sound.loop);
-        byId('mute').checked = model.muted.has(sound.name);
-        byId('solo').checked = model.solo.has(sound.name);
-        byId('remove').disabled = scene.sounds.length === 1;
-        if (document.activeElement !== byId('name')) byId('name').value = sound.name;
-        const known = Object.keys(builtIn).find(
-            (name) => JSON.stringify(builtIn[name].synth) === JSON.stringify(sound.synth),
-        );
-        const kinds = known
-            ? Object.keys(builtIn)
-            : [sound.file ?? `this ${sound.synth.kind}`, ...Object.keys(builtIn)];
-        byId('kind').replaceChildren(
-            ...kinds.map((name) => element('option', { value: name, textContent: name, selected: name === known })),
-        );
+        loop.checked = Boolean(sound.loop);
+        mute.checked = model.muted.has(sound.name);
+        solo.checked = model.solo.has(sound.name);
+        remove.disabled = scene.sounds.length === 1;
+        remove.title = remove.disabled ? 'A scene keeps one sound at least' : '';
+        if (document.activeElement !== name) name.value = sound.name;
+        const kinds = Object.keys(builtIn);
+        const known = kinds.find((each) => JSON.stringify(builtIn[each].synth) === JSON.stringify(sound.synth));
+        const own = sound.file ?? `this ${sound.synth?.kind}`;
+        offer(kind, known ? kinds : [own, ...kinds], known ?? own);
         this.#showNumbers();
     }
 
     #showMoving() {
-        if (!this.model.sound) return;
-        const { place } = this.map.places.sounds.find(({ sound }) => sound.name === this.model.selected) ?? {};
-        byId('where').textContent = place ? describe(place) : 'as recorded, without a place';
-        if (Object.values(this.model.sound).some(isMoving)) this.#showNumbers();
+        const { sound } = this.model;
+        if (!sound) return;
+        const placed = this.map.places.sounds.find((each) => each.sound.name === sound.name);
+        byId('where').textContent = placed ? describe(placed.place) : 'as recorded, without a place';
+        if ([sound.position, sound.gain, sound.speed, sound.occlusion].some(changes)) this.#showNumbers();
     }
 
     #showNumbers() {
         const { sound } = this.model,
             { frame } = this.audio;
-        for (const [name, { show }] of Object.entries(this.sliders))
-            show(numberAt(sound[name], frame, otherwise[name]), isMoving(sound[name]));
+        if (!sound) return;
+        for (const [key, { show }] of Object.entries(this.sliders)) {
+            const name = /** @type {keyof typeof otherwise} */ (key);
+            show(numberAt(sound[name], frame, otherwise[name]), changes(sound[name]));
+        }
         this.height.show(tripleAt(sound.position, frame)[1], isMoving(sound.position));
     }
+}
+
+const changes = (/** @type {Moving<any> | undefined} */ value) => isMoving(value);
+
+/** The names in a list, of which one is chosen. @param {HTMLSelectElement} list @param {string[]} names @param {string} chosen */
+function offer(list, names, chosen) {
+    const isNews = names.join('/') !== Array.from(list.options, ({ value }) => value).join('/');
+    if (isNews) list.replaceChildren(...names.map((name) => element('option', { value: name, textContent: name })));
+    list.value = chosen;
 }
