@@ -59,6 +59,12 @@ inline float UsableOrZero(float x)
     return IsUsable(x) ? x : 0.0f;
 }
 
+/// [any] x, or 0 when it is denormal: on every processor what those give that flush denormals.
+inline float NormalOrZero(float x)
+{
+    return std::fabs(x) < std::numeric_limits<float>::min() ? 0.0f : x;
+}
+
 /// [render] x, or 0 when it has decayed and would end as a denormal, because the processor cannot flush those.
 inline float LastingOrZero(float x)
 {

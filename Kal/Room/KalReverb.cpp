@@ -138,12 +138,13 @@ void Reverb::Update()
         if (kept > line.Length()) line.Lengthen(kept);
 
     const float decay = std::exp(std::pow(LineRatio(delayRange), 8.0f) * size * (-13.8155f / rt60) * 0.5f);
-    feedbackGain = decay * 0.25f;
+    feedbackGain = NormalOrZero(decay * 0.25f);
 
     // From half the rate on the reference would mean nothing, and nothing goes around once the gain has underflowed.
+    // Where denormals are kept, gains among them would give a damping, and a treble to restore, that are heard.
     const float reference = std::min(hfReference, 0.49f * samplingRate);
-    const float q =
-        feedbackGain > 0.0f ? std::pow(feedbackGain, static_cast<float>(1.0 / hfRatio)) / feedbackGain : 0.0f;
+    const auto highGain = [&] { return NormalOrZero(std::pow(feedbackGain, static_cast<float>(1.0 / hfRatio))); };
+    const float q = feedbackGain > 0.0f ? highGain() / feedbackGain : 0.0f;
     const float w = reference / samplingRate * 6.2831855f;
     const double c = std::cos(w);
     const float qs = q * std::sin(w);

@@ -1,5 +1,6 @@
 #include "Kal/Room/KalReverb.h"
 
+#include "Kal/Base/KalFlushToZero.h"
 #include "tests/support/Measure.h"
 #include "tests/support/SendNetworkModel.h"
 
@@ -130,6 +131,21 @@ TEST(Reverb, DecaysInItsReverberationTime)
             EXPECT_NEAR(MeasuredRt60(h, rate, 8000), impliedHigh, 0.15 * impliedHigh);
             EXPECT_NEAR(implied, rt60, 0.05 * rt60);
         }
+}
+
+// Around a size of 0.8 ms the shortest decay takes the gains through the denormals to 0.
+TEST(Reverb, SoundsAlikeWhereDenormalsAreKept)
+{
+    for (float size = 0.0006f; size < 0.001f; size += 1e-6f) {
+        const auto response = [size] {
+            Reverb reverb = Configured(48000, size, 1.65f, 0.0f, 0.9f, 8000);
+            return ImpulseResponse(1000, [&](float x) { return reverb.ProcessSample(x)[0]; });
+        };
+        const auto kept = response();
+        const ScopedFlushToZero flushToZero;
+        const auto flushed = response();
+        for (std::size_t i = 0; i < kept.size(); ++i) ASSERT_NEAR(kept[i], flushed[i], 1e-25) << size << " at " << i;
+    }
 }
 
 TEST(Reverb, RecoversFromSamplesThatAreNotFinite)
