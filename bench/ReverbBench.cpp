@@ -5,11 +5,13 @@
 #include "Kal/Master/KalEqualizer.h"
 #include "Kal/Master/KalLowBand.h"
 #include "Kal/QFFT/CpuFeature.h"
+#include "Kal/Room/KalDiffusers.h"
 #include "Kal/Room/KalReverb.h"
 #include "Kal/Room/KalSendNetwork.h"
 
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <random>
 #include <vector>
 
@@ -94,6 +96,21 @@ void ReverbByBlock(benchmark::State& state)
     SetPerFrame(state);
 }
 BENCHMARK(ReverbByBlock)->DenseRange(0, 2);
+
+void DiffusersBlock(benchmark::State& state)
+{
+    const ScopedFlushToZero flushToZero;
+    Diffusers diffusers;
+    NoiseBlocks noise(kBlock, 1.0);
+    std::vector<float> block(kBlock);
+    for (auto _ : state) {
+        std::copy_n(noise.Next(), kBlock, block.data());
+        diffusers.Process(kBlock, block.data());
+        benchmark::ClobberMemory();
+    }
+    SetPerFrame(state);
+}
+BENCHMARK(DiffusersBlock);
 
 void RenderNetwork(benchmark::State& state, SendNetwork& network, NoiseBlocks& send)
 {

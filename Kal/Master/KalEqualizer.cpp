@@ -2,6 +2,7 @@
 
 #include "Kal/Base/KalConstants.h"
 #include "Kal/Base/KalInternals.h"
+#include "Kal/Kernels/KalVectorKernels.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -23,6 +24,20 @@ constexpr Bell kBells[] = {{380.0f, 0.1f, 16.0f}, {7900.0f, 0.4f, 7.0f}, {1700.0
 /// the rounding of its angle can make it so.
 constexpr float kHighestCentre = 0.499f;
 
+/// Frames of which both samples are usable, and 0 for the others.
+void CopyUsable(unsigned numFrames, const float* in, float* out)
+{
+    if (AreUsable(2 * std::size_t{numFrames}, in)) {
+        std::copy_n(in, 2 * std::size_t{numFrames}, out);
+        return;
+    }
+    for (const float* end = in + 2 * std::size_t{numFrames}; in != end; in += 2, out += 2) {
+        const bool isUsable = IsUsable(in[0]) && IsUsable(in[1]);
+        out[0] = isUsable ? in[0] : 0.0f;
+        out[1] = isUsable ? in[1] : 0.0f;
+    }
+}
+
 } // namespace
 
 Equalizer::Equalizer(double samplingRate)
@@ -42,17 +57,12 @@ void Equalizer::Render(unsigned numFrames, const float* in, float* mix)
     }
     if (level < kDecayed && Peak(2 * std::size_t{numFrames}, in) == 0.0f) return;
 
-    std::array<float, 2 * kSpan> span;
+    alignas(64) std::array<float, 2 * kSpan> span;
     for (unsigned done = 0; done < numFrames; done += kSpan) {
         const unsigned n = std::min(kSpan, numFrames - done);
-        for (unsigned i = 0; i < 2 * n; i += 2) {
-            const float left = in[2 * done + i], right = in[2 * done + i + 1];
-            const bool isUsable = IsUsable(left) && IsUsable(right);
-            span[i] = isUsable ? left : 0.0f;
-            span[i + 1] = isUsable ? right : 0.0f;
-        }
+        CopyUsable(n, in + 2 * done, span.data());
         DualBiquadFilter::ProcessCascade(sections, n, span.data());
-        for (unsigned i = 0; i < 2 * n; ++i) mix[2 * done + i] += span[i];
+        Accumulate(2 * n, mix + 2 * done, span.data());
     }
 }
 

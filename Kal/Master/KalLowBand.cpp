@@ -13,8 +13,8 @@ namespace {
 /// v and the harmonics that go with it, which stop growing at |v| = 2.
 float Saturated(float v)
 {
-    const float harmonics = v > 2.0f ? 7.0f : v < -2.0f ? -7.0f : 0.875f * v * v * v;
-    return v + harmonics;
+    const float bounded = std::clamp(v, -2.0f, 2.0f);
+    return v + 0.875f * bounded * bounded * bounded;
 }
 
 } // namespace
@@ -32,17 +32,14 @@ void LowBand::Render(unsigned numFrames, const float* lowSend, float* mix)
     if (!IsUsable(section.Level())) section.Mute();
     if (section.Level() < kDecayed && Peak(numFrames, lowSend) == 0.0f) return;
 
-    std::array<float, kSpan> span;
-    for (unsigned done = 0; done < numFrames; done += kSpan) {
-        const unsigned n = std::min(kSpan, numFrames - done);
-        for (unsigned i = 0; i < n; ++i) span[i] = UsableOrZero(lowSend[done + i]);
-        section.Process(n, span.data());
-        for (unsigned i = 0; i < n; ++i) {
-            const float y = Saturated(0.05f * span[i]);
-            mix[2 * (done + i)] += y;
-            mix[2 * (done + i) + 1] += y;
-        }
+    // On a copy, whose state is not in memory that the mix could overlap.
+    SingleBiquadFilter filter = section;
+    for (unsigned i = 0; i < numFrames; ++i) {
+        const float y = Saturated(0.05f * filter.ProcessSample(UsableOrZero(lowSend[i])));
+        mix[2 * i] += y;
+        mix[2 * i + 1] += y;
     }
+    section = filter;
 }
 
 } // namespace kal

@@ -64,14 +64,6 @@ void BiquadFilter::HighShelf(float samplingRate, float frequency, float gain, fl
            .a2 = (a + 1.0) - (a - 1.0) * c - beta});
 }
 
-// On a copy, whose state is not in memory that the block could overlap.
-void SingleBiquadFilter::Process(unsigned numFrames, float* block)
-{
-    SingleBiquadFilter filter = *this;
-    for (unsigned i = 0; i < numFrames; ++i) block[i] = filter.ProcessSample(block[i]);
-    state = filter.state;
-}
-
 void DualBiquadFilter::ProcessCascade(std::array<DualBiquadFilter, kNumSections>& cascade, unsigned numFrames,
                                       float* frames)
 {

@@ -66,9 +66,6 @@ public:
     /// [render] Filters one sample.
     float ProcessSample(float x) { return static_cast<float>(BiquadFilter::ProcessSample(state, x)); }
 
-    /// [render] Filters a block in place, exactly as sample by sample.
-    void Process(unsigned numFrames, float* block);
-
     /// [render] Forgets past input; the design stays.
     void Mute() { state = {}; }
 

@@ -45,19 +45,6 @@ void Set(ExactDelayLine& line, float samplingRate, const ReverbSetting& setting)
     line.SetDelay(std::min(samplingRate * AtLeastZero(setting.preDelay), std::floor(samplingRate) - 1.0f));
 }
 
-/// All diffusers in a row, in place. Those between 1 and 5 frames long wait for their own last results; frame by frame
-/// they wait at the same time.
-void Diffuse(std::array<AllpassFilter1, 8>& diffusers, unsigned numFrames, float* block)
-{
-    for (std::size_t k = 0; k < 4; ++k) diffusers[k].Process(numFrames, block);
-    for (unsigned i = 0; i < numFrames; ++i) {
-        float x = block[i];
-        for (std::size_t k = 4; k < 7; ++k) x = diffusers[k].ProcessSample(x);
-        block[i] = x;
-    }
-    diffusers[7].Process(numFrames, block);
-}
-
 /// A band-pass: the difference of two one-pole low-passes.
 struct Band {
     float fastCoef, slowCoef;
@@ -94,8 +81,6 @@ SendNetwork::SendNetwork(double rate)
       reverbLong(rate, kLong.size, kLong.delayRange),
       reverbMid(rate, kMid.size, kMid.delayRange),
       reverbShort(rate, kShort.size, kShort.delayRange),
-      diffusers{AllpassFilter1(7, 0.3f), AllpassFilter1(37, 0.2f), AllpassFilter1(97, 0.1f), AllpassFilter1(157, 0.1f),
-                AllpassFilter1(1, 0.6f), AllpassFilter1(3, 0.6f),  AllpassFilter1(5, 0.6f),  AllpassFilter1(55, 0.6f)},
       delayLong(0.0f, samplingRate),
       delayMid(0.0f, samplingRate),
       delayShort(0.0f, samplingRate)
@@ -157,12 +142,12 @@ void SendNetwork::RenderSpan(unsigned numFrames, const Levels& levels, const flo
     if (IsAsleep()) return;
 
     alignas(64) Span x, y, z, shortLeft, shortRight, midLeft, midRight, longLeft, longRight;
-    for (unsigned i = 0; i < numFrames; ++i) x[i] = UsableOrZero(reverbSend[i]);
+    std::transform(reverbSend, reverbSend + numFrames, x.begin(), UsableOrZero);
 
     delayShort.Process(numFrames, x.data(), y.data());
     reverbShort.Process(numFrames, y.data(), 0, 2, shortLeft.data(), shortRight.data());
 
-    Diffuse(diffusers, numFrames, x.data());
+    diffusers.Process(numFrames, x.data());
     delayMid.Process(numFrames, x.data(), y.data());
     delayLong.Process(numFrames, x.data(), z.data());
     Band bandMid{0.3f, 0.01f, fastMid, slowMid}, bandLong{0.1f, 0.02f, fastLong, slowLong};
@@ -187,8 +172,7 @@ void SendNetwork::RenderSpan(unsigned numFrames, const Levels& levels, const flo
 
     if (!isSilent) return;
     if constexpr (!platform::kFlushesDenormals) {
-        for (AllpassFilter1& diffuser : diffusers)
-            if (diffuser.Level() < kDecayed) diffuser.Mute();
+        diffusers.MuteDecayed();
         for (Reverb* reverb : {&reverbLong, &reverbMid, &reverbShort}) reverb->MuteOnceDecayed(numFrames);
     }
     const bool isQuiet = reverbShort.WrittenPeak(numFrames) < kDecayed && reverbMid.WrittenPeak(numFrames) < kDecayed &&

@@ -1,10 +1,9 @@
 #pragma once
 
 #include "Kal/Room/KalDelayLines.h"
+#include "Kal/Room/KalDiffusers.h"
 #include "Kal/Room/KalReverb.h"
 #include "Kal/Room/KalReverbSetting.h"
-
-#include <array>
 
 namespace kal {
 
@@ -44,7 +43,7 @@ private:
     Reverb reverbLong, reverbMid, reverbShort;
     float fastLong = 0.0f, fastMid = 0.0f, slowLong = 0.0f, slowMid = 0.0f; ///< one-pole low-passes before the reverbs
     float gainLong = 0.0f, gainMid = 0.0f, gainShort = 0.0f;                ///< smoothed levels
-    std::array<AllpassFilter1, 8> diffusers;
+    Diffusers diffusers;
     ExactDelayLine delayLong, delayMid, delayShort;
     unsigned quietFrames = 0; ///< since something came in or went around
 };

@@ -1,4 +1,4 @@
-#include "Kal/Room/KalDelayLines.h"
+#include "Kal/Room/KalDiffusers.h"
 #include "tests/support/Measure.h"
 
 #include <gtest/gtest.h>
@@ -47,19 +47,21 @@ TEST(DelayLinesDeathTest, RefuseDelaysThatTheirRingsCannotHold)
 }
 
 // The recursion by its closed form: a series of g and (1 - g^2) (-g)^(k-1) at the multiples k of the length.
-TEST(AllpassFilter1, HasTheImpulseResponseOfAnAllPass)
+TEST(Diffusers, HaveTheImpulseResponseOfAnAllPass)
 {
-    for (const int length : {1, 3, 55}) {
-        AllpassFilter1 filter(length, 0.6f);
-        const auto h = ImpulseResponse(600, [&](float x) { return filter.ProcessSample(x); });
+    const auto check = [](std::size_t length, auto processSample) {
+        const auto h = ImpulseResponse(600, processSample);
         for (std::size_t i = 0; i < h.size(); ++i) {
-            const std::size_t k = i / static_cast<std::size_t>(length);
-            const double expected = i % static_cast<std::size_t>(length) != 0 ? 0.0
-                                    : k == 0                                  ? 0.6
-                                                                              : 0.64 * std::pow(-0.6, k - 1.0);
-            ASSERT_NEAR(h[i], expected, 1e-6) << i;
+            const std::size_t k = i / length;
+            const double expected = i % length != 0 ? 0.0 : k == 0 ? 0.6 : 0.64 * std::pow(-0.6, k - 1.0);
+            ASSERT_NEAR(h[i], expected, 1e-6) << length << " frames, at " << i;
         }
-    }
+    };
+    unsigned time = ~0u - 300; // goes around
+    check(1, [&, filter = ShortAllpass<1>(0.6f)](float x) mutable { return filter.ProcessSample(x, time++); });
+    check(3, [&, filter = ShortAllpass<3>(0.6f)](float x) mutable { return filter.ProcessSample(x, time++); });
+    check(7, [&, filter = ShortAllpass<7>(0.6f)](float x) mutable { return filter.ProcessSample(x, time++); });
+    check(55, [filter = AllpassFilter1(55, 0.6f)](float x) mutable { return filter.ProcessSample(x); });
 }
 
 } // namespace
