@@ -265,7 +265,17 @@ test('a phone has room for it, and fingers find everything', async () => {
         reducedMotion: 'reduce',
     });
     await phone.tap('#start');
+    const devtools = await phone.context().newCDPSession(phone);
+    const bee = phone.locator('#top [data-name=Bee]');
+    const { x, y } = await bee.locator('.touch').boundingBox();
+    for (let moved = 0; moved <= 100; moved += 10) {
+        const touchPoints = [{ x: x + 22 + moved, y: y + 22 - moved }];
+        await devtools.send('Input.dispatchTouchEvent', { type: moved ? 'touchMove' : 'touchStart', touchPoints });
+    }
+    await devtools.send('Input.dispatchTouchEvent', { type: 'touchEnd', touchPoints: [] });
     await phone.waitForTimeout(1000);
+    assert.match(await bee.getAttribute('aria-label'), /^Bee, 0\.6 metres, \d+ degrees right/); // the page did not scroll
+    assert.equal(await phone.getByRole('slider', { name: 'Volume', exact: true }).count(), 1);
     const { width, small } = await phone.evaluate(() => ({
         width: document.documentElement.scrollWidth,
         small: [
@@ -281,9 +291,11 @@ test('a phone has room for it, and fingers find everything', async () => {
     assert.deepEqual(small, []);
     await phone.screenshot({ path: join(pictures, 'phone.png'), fullPage: true });
     assert.deepEqual(phone.faults, []);
-    const old = await browser.newPage();
-    await old.addInitScript(() => delete window.AudioWorkletNode);
-    await old.goto(url);
-    assert.match(await old.textContent('#message.fault'), /AudioWorklet/);
-    assert.ok(await old.isDisabled('#start'));
+    for (const lacking of ['AudioWorkletNode', 'WebAssembly']) {
+        const old = await browser.newPage();
+        await old.addInitScript((name) => delete window[name], lacking);
+        await old.goto(url);
+        assert.match(await old.textContent('#message.fault'), new RegExp(`no ${lacking.slice(0, 12)}`));
+        assert.ok(await old.isDisabled('#start'));
+    }
 });

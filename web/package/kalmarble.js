@@ -30,6 +30,7 @@ const NEEDS = {
 export function missing() {
     if (typeof AudioWorkletNode === 'undefined')
         return 'This browser, or a page that is not served by HTTPS or from this machine, has no AudioWorklet.';
+    if (typeof WebAssembly === 'undefined') return 'This browser has no WebAssembly, or it is switched off.';
     for (const [name, code] of Object.entries(NEEDS))
         if (!WebAssembly.validate(new Uint8Array([0, 97, 115, 109, 1, 0, 0, 0, ...code])))
             return `This browser has no ${name}.`;

@@ -30,7 +30,7 @@ function prepareStart() {
     const lacking = missing();
     if (lacking) {
         start.disabled = true;
-        tell(`${lacking} The stage needs it to sound; Chrome 95, Firefox 100 and Safari 16.4 have all of it.`, true);
+        tell(`${lacking} The stage needs it to sound; Chrome 111, Firefox 113 and Safari 16.4 have all of it.`, true);
         return;
     }
     start.addEventListener('click', () =>

@@ -49,12 +49,21 @@ export function direction([x, y, z]) {
 /** As a screen reader says it: "2.3 metres, 45 degrees right, 10 degrees up". @param {number[]} place */
 export function describe(place) {
     const { distance, azimuth, elevation } = direction(place);
+    const degrees = (/** @type {number} */ x) => `${x} degree${x === 1 ? '' : 's'}`;
     const parts = [`${distance.toFixed(1)} metres`];
     const side = Math.round(Math.abs(azimuth)),
         height = Math.round(Math.abs(elevation));
     if (side === 0) parts.push('straight ahead');
     else if (side === 180) parts.push('behind');
-    else parts.push(`${side} degrees ${azimuth > 0 ? 'right' : 'left'}`);
-    if (height > 0) parts.push(`${height} degrees ${elevation > 0 ? 'up' : 'down'}`);
+    else parts.push(`${degrees(side)} ${azimuth > 0 ? 'right' : 'left'}`);
+    if (height > 0) parts.push(`${degrees(height)} ${elevation > 0 ? 'up' : 'down'}`);
     return parts.join(', ');
+}
+
+/** And a point of the world: "0.25 metres left, 1.00 metres ahead" of its middle. @param {number[]} point */
+export function describePoint([x, y, z]) {
+    const parts = [x < 0 ? 'left' : 'right', y < 0 ? 'down' : 'up', z < 0 ? 'ahead' : 'back']
+        .map((side, i) => `${Math.abs([x, y, z][i]).toFixed(2)} metres ${side}`)
+        .filter((part) => !part.startsWith('0.00'));
+    return parts.join(', ') || 'in the middle';
 }

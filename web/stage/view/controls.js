@@ -51,7 +51,7 @@ export function slider({ label, min, max, isLog = false, text, input, done }) {
         isLog ? (steps * Math.log(value / min)) / Math.log(max / min) : (steps * (value - min)) / (max - min);
     const toValue = (/** @type {number} */ step) =>
         isLog ? min * (max / min) ** (step / steps) : min + ((max - min) * step) / steps;
-    const shown = element('output');
+    const shown = element('output', { ariaHidden: 'true' }); // the slider says it itself
     const range = element('input', { type: 'range', min: 0, max: steps, step: 1 });
     const say = (/** @type {number} */ value, isChanging = false) => {
         shown.value = text(value);
@@ -66,7 +66,7 @@ export function slider({ label, min, max, isLog = false, text, input, done }) {
     });
     range.addEventListener('change', () => done?.());
     return {
-        node: element('label', { className: 'slider' }, element('span', { textContent: label }), shown, range),
+        node: element('label', { className: 'slider' }, element('span', { textContent: label }), range, shown),
         show(value, isChanging) {
             if (document.activeElement !== range || !range.matches(':active'))
                 range.value = String(toStep(Math.min(max, Math.max(min, value))));
@@ -97,6 +97,13 @@ export function tell(text, isFault = false) {
     const message = byId('message');
     message.textContent = text;
     message.classList.toggle('fault', isFault);
+}
+
+/** Takes a sound away, and says so. @param {import('../scene/model.js').Model} model @param {string} name @returns {boolean} */
+export function removeSound(model, name) {
+    const isGone = model.remove(name);
+    tell(isGone ? `${name} is gone; Undo brings it back.` : 'A scene keeps one sound at least.');
+    return isGone;
 }
 
 /** Runs what may fail; a fault becomes a sentence. @template T @param {() => T | Promise<T>} work */

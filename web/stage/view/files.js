@@ -46,18 +46,19 @@ export class Files {
      * @param {File[]} files @param {number[] | null} [point] where in the world a sound goes
      */
     async take(files, point) {
-        const said = [];
-        let isFault = false;
+        const said = [],
+            faults = [];
         for (const file of files) {
             try {
                 said.push(await this.#takeOne(file, point));
                 point = null; // only one fits there
             } catch (error) {
-                said.push(error instanceof Error ? error.message : String(error));
-                isFault = true;
+                faults.push(error instanceof Error ? error.message : String(error));
             }
         }
-        if (said.length > 0) tell(said.join('\n'), isFault);
+        if (faults.length > 0 && said.length > 0) faults.push(`The other ${said.length} could be taken.`);
+        if (faults.length > 0) tell(faults.join('\n'), true);
+        else if (said.length > 0) tell(said.join('\n'));
     }
 
     /** @param {File} file @param {number[] | null} [point] @returns {Promise<string>} */

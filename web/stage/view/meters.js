@@ -51,7 +51,7 @@ export class Meters {
             const [rms, peak, text] = [
                 element('span', { className: 'rms' }),
                 element('span', { className: 'peak' }),
-                element('output', { value: '−∞ dB' }),
+                element('output', { value: '−∞ dB', ariaHidden: 'true' }),
             ];
             const bar = element('div', { className: 'bar', role: 'meter' }, rms, peak);
             Object.entries({ label: side, valuemin: floor, valuemax: 0 }).forEach(([name, value]) =>

@@ -1,7 +1,7 @@
 import { isMoving, numberAt, tripleAt } from '../scene/curve.js';
 import { describe } from '../scene/geometry.js';
 import { builtIn } from '../sound/library.js';
-import { buttonById, byId, element, inputById, printed, selectById, slider, tell } from './controls.js';
+import { buttonById, byId, element, inputById, printed, removeSound, selectById, slider, tell } from './controls.js';
 
 /** @import { Model } from '../scene/model.js' */
 /** @import { Moving } from '../scene/types.js' */
@@ -82,7 +82,7 @@ export class SourcePanel {
             box.addEventListener('change', () => {
                 if (model.selected) model.toggle(/** @type {'muted' | 'solo'} */ (set), model.selected);
             });
-        remove.addEventListener('click', () => model.remove(model.selected));
+        remove.addEventListener('click', () => model.selected && removeSound(model, model.selected));
         name.addEventListener('change', () => {
             if (model.selected && !model.rename(model.selected, name.value.trim()))
                 tell('A name is one that no other sound has, without slashes.', true);

@@ -29,6 +29,9 @@ export const hue = (index) => (index * 137.5 + 28) % 360;
  */
 export function draggable(element, begin, end) {
     const node = /** @type {HTMLElement} */ (element); // an SVGElement has the same events
+    // Within an SVG, CSS's touch-action does not keep a browser from scrolling instead.
+    if (element instanceof SVGElement)
+        element.addEventListener('touchstart', (event) => event.preventDefault(), { passive: false });
     node.addEventListener('pointerdown', (press) => {
         if (press.button !== 0) return;
         press.preventDefault();

@@ -1,6 +1,6 @@
 import { isRoom } from '../scene/curve.js';
-import { describe } from '../scene/geometry.js';
-import { tell } from './controls.js';
+import { describe, describePoint } from '../scene/geometry.js';
+import { removeSound, tell } from './controls.js';
 import { draggable, hue, pinchable, place, svg } from './svg.js';
 
 /** @import { Listener, Placed } from '../scene/types.js' */
@@ -205,8 +205,7 @@ export class TopView {
 
     #remove(/** @type {string} */ name) {
         const { model } = this.map;
-        if (model.remove(name)) this.#markers.get(model.selected ?? '')?.focus();
-        else tell('A scene keeps one sound at least.');
+        if (removeSound(model, name)) this.#markers.get(model.selected ?? '')?.focus();
     }
 
     #makeHandle() {
@@ -276,8 +275,7 @@ export class TopView {
                     steps[event.key].map((x) => x * stride(event)),
                     'listener by key',
                 );
-                const [x, y, z] = map.places.listener.position.map((v) => v.toFixed(2));
-                tell(`Listener: ${x} metres to the right, ${y} up, ${-z} ahead of where it began`);
+                tell(`Listener: ${describePoint(map.places.listener.position)}`);
             } else return;
             event.preventDefault();
         });
