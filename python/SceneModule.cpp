@@ -30,8 +30,9 @@ std::vector<float> Rendered(const std::string& text, const kalscene::ReadParam& 
     kal::EngineParam{param.samplingRate}.Validate();
     if (std::isinf(param.samplingRate)) throw kal::Exception("Invalid sampling rate: %f", param.samplingRate);
     const auto scene = std::make_shared<const kalscene::Scene>(kalscene::ReadScene(text, param));
-    const auto* bytes = reinterpret_cast<const unsigned char*>(hrtf.data());
-    kalscene::Renderer renderer(scene, {1, {bytes, hrtf.size()}});
+    kalscene::RenderParam how;
+    if (!hrtf.empty()) how.hrtf = {reinterpret_cast<const unsigned char*>(hrtf.data()), hrtf.size()};
+    kalscene::Renderer renderer(scene, how);
 
     constexpr std::size_t kStep = 1 << 15; // frames
     std::vector<float> samples;

@@ -124,8 +124,9 @@ private:
     {
         std::optional<kalscene::Renderer> renderer;
         try {
-            const auto* bytes = reinterpret_cast<const unsigned char*>(hrtf.data());
-            renderer.emplace(scene, kalscene::RenderParam{options.numThreads, {bytes, hrtf.size()}, only});
+            kalscene::RenderParam param{.numThreads = options.numThreads, .only = only};
+            if (!hrtf.empty()) param.hrtf = {reinterpret_cast<const unsigned char*>(hrtf.data()), hrtf.size()};
+            renderer.emplace(scene, param);
         } catch (const std::exception& error) {
             if (hrtf.empty()) throw;
             throw std::runtime_error(options.hrtf + ": " + error.what());

@@ -1,6 +1,5 @@
 #include "Renderer.h"
 
-#include "Kal/Space/KalHrtf.h"
 #include "libkalmarble/RoomReverb.h"
 #include "libkalmarble/VoiceRecord.h"
 
@@ -38,12 +37,7 @@ bool Differs(const kal::ChannelParam& a, const kal::ChannelParam& b)
 
 kal::EngineParam EngineParamOf(const Scene& scene, const RenderParam& param)
 {
-    kal::EngineParam result{scene.samplingRate, 2, param.numThreads, kal::hrtfData, kal::hrtfDataSize};
-    if (!param.hrtf.empty()) {
-        result.hrtfData = param.hrtf.data();
-        result.hrtfDataSize = static_cast<std::uint32_t>(param.hrtf.size());
-    }
-    return result;
+    return {scene.samplingRate, 2, param.numThreads, param.hrtf.data(), static_cast<std::uint32_t>(param.hrtf.size())};
 }
 
 } // namespace

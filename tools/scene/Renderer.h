@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Kal/KalEngine.h"
+#include "Kal/Space/KalHrtf.h"
 #include "Scene.h"
 
 #include <cstdint>
@@ -12,8 +13,8 @@ namespace kalscene {
 
 struct RenderParam {
     unsigned numThreads = 1;
-    std::span<const unsigned char> hrtf; ///< a data set as Spatializer reads it; empty: the one built in
-    const Sound* only = nullptr;         ///< renders this sound of the scene alone: a stem
+    std::span<const unsigned char> hrtf{kal::hrtfData, kal::hrtfDataSize}; ///< a data set as Spatializer reads it
+    const Sound* only = nullptr; ///< renders this sound of the scene alone: a stem
 };
 
 /// What a rendering was like so far.

@@ -9,8 +9,6 @@
 
 #include <algorithm>
 #include <memory>
-#include <span>
-#include <string>
 #include <vector>
 
 namespace kal::web {
@@ -20,15 +18,6 @@ namespace {
 constexpr int kMostFrames = 4096; // rendered at a time
 
 std::unique_ptr<Stage> stage;
-
-/// Calls use(head) with what the caller gave, or with the head built in.
-template<class Use>
-void WithHead(const unsigned char* bytes, std::size_t size, Use use)
-{
-    if (bytes) return use(std::span(bytes, size));
-    const std::string head = BuiltInHead();
-    use(std::span(reinterpret_cast<const unsigned char*>(head.data()), head.size()));
-}
 
 std::int64_t Frame(double time)
 {

@@ -1,32 +1,44 @@
 #include "PackedHead.h"
 
-#include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <utility>
 
 extern "C" const unsigned char packedHead[];
+extern "C" const std::uint32_t packedHeadSize;
 
 namespace kal::web {
 
 namespace {
 
+constexpr char kSignature[] = {'K', 'A', 'L', 'H', 'R', 'T', 'F', 'D'};
+
 /// Reads one value after another and writes the data set.
 class Unpacker {
 public:
+    // Samples become twice as long, the rest stays.
+    Unpacker() : bytes(sizeof kSignature + 2 * packedHeadSize), end(bytes.data())
+    {
+        for (const char letter : kSignature) Write(letter);
+    }
+
     std::uint32_t Copy()
     {
         const auto value = Read<std::uint32_t>();
-        Append(value);
+        Write(value);
         return value;
     }
 
     void Widen(std::uint32_t count)
     {
-        for (; count > 0; --count) Append(static_cast<float>(Read<std::int16_t>()) / 32768.0f);
+        for (; count > 0; --count) Write(static_cast<float>(Read<std::int16_t>()) / 32768.0f);
     }
 
-    std::string bytes = "KALHRTFD";
+    std::vector<unsigned char> Finish()
+    {
+        bytes.resize(static_cast<std::size_t>(end - bytes.data()));
+        return std::move(bytes);
+    }
 
 private:
     template<class T>
@@ -39,17 +51,20 @@ private:
     }
 
     template<class T>
-    void Append(T value)
+    void Write(T value)
     {
-        bytes.append(reinterpret_cast<const char*>(&value), sizeof value);
+        std::memcpy(end, &value, sizeof value);
+        end += sizeof value;
     }
 
+    std::vector<unsigned char> bytes;
+    unsigned char* end; ///< of what is written
     const unsigned char* next = packedHead;
 };
 
 } // namespace
 
-std::string BuiltInHead()
+std::vector<unsigned char> BuiltInHead()
 {
     Unpacker head;
     for (std::uint32_t rings = head.Copy(); rings > 0; --rings) {
@@ -59,7 +74,7 @@ std::string BuiltInHead()
             head.Widen(2 * head.Copy());
         }
     }
-    return std::move(head.bytes);
+    return head.Finish();
 }
 
 } // namespace kal::web

@@ -3,6 +3,7 @@
 // by `problem`. Texts come as UTF-8 with their length.
 
 #include "Export.h"
+#include "PackedHead.h"
 #include "tools/scene/Renderer.h"
 #include "tools/scene/SampleBuffer.h"
 #include "tools/scene/SceneReader.h"
@@ -12,7 +13,6 @@
 #include <map>
 #include <memory>
 #include <nlohmann/json.hpp>
-#include <span>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -79,7 +79,9 @@ bool Open(const char* text, std::size_t size, const char* title, std::size_t tit
     return Done([&] {
         const kalscene::ReadParam param = {samplingRate, {title, titleSize}, {}, Load};
         scene = std::make_shared<const kalscene::Scene>(kalscene::ReadScene({text, size}, param));
-        renderer = std::make_unique<kalscene::Renderer>(scene, kalscene::RenderParam{1, {head, headSize}});
+        WithHead(head, headSize, [](auto data) {
+            renderer = std::make_unique<kalscene::Renderer>(scene, kalscene::RenderParam{1, data});
+        });
         sounds.clear();
     });
 }
