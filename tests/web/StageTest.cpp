@@ -168,6 +168,83 @@ TEST(Stage, GoesOnWithAnotherHead)
     EXPECT_EQ(changed.stage.TakeReport().numVoices, 1u);
 }
 
+// With no voice left, the engines of new heads are silent: what rings is what is heard.
+TEST(Stage, LetsEveryTailRingOut)
+{
+    const auto ringing = [](int numChanges, int quantaBetween) {
+        Session session;
+        session.stage.SetRoom({1.0f, 2000.0f, 800.0f, 20.0f, 1.0f}, 0);
+        session.AddBuffer(1, Sweep(4000));
+        session.stage.Add(10, 1, {}, {{1, 0, -1}, 1.0, 1.0, 0.0, 1.0}, 0);
+        session.Render(50);
+        for (int i = 0; i < numChanges; ++i) {
+            session.stage.ChangeHead(Shipped());
+            session.Render(quantaBetween);
+        }
+        session.Render(150 - numChanges * quantaBetween);
+        return session.left;
+    };
+    const auto once = ringing(1, 0);
+    EXPECT_GT(LargestStep(once, 100, 200), 1e-5);
+    EXPECT_EQ(once, ringing(2, 10));
+    EXPECT_EQ(once, ringing(9, 1));
+    EXPECT_EQ(once, ringing(9, 0));
+}
+
+// Each engine has sounded when the next one comes, so there are soon too many.
+TEST(Stage, FadesTailsThatAreTooMany)
+{
+    Session session;
+    session.stage.SetRoom({1.0f, 2000.0f, 800.0f, 20.0f, 1.0f}, 0);
+    session.AddBuffer(1, Sweep(9001));
+    session.stage.Add(10, 1, Looped(9001), {{2, 1, -1}, 1.0, 1.0, 0.0, 1.0}, 0);
+    session.Render(300);
+    for (int i = 0; i < 12; ++i) {
+        session.stage.ChangeHead(Shipped());
+        session.Render(4);
+    }
+    session.stage.Stop(10, 0);
+    session.Render(400);
+    EXPECT_LT(LargestStep(session.left, 300, 348), 2.0 * LargestStep(session.left, 100, 300));
+    EXPECT_EQ(session.stage.TakeProblem(), "");
+}
+
+// As when a context is suspended: what is told meanwhile comes to what was told last.
+TEST(Stage, TakesWhatWasToldWhileNothingWasRendered)
+{
+    const auto rendered = [](int numTold) {
+        Session session;
+        session.AddBuffer(1, Sweep(9001));
+        session.stage.Add(10, 1, Looped(9001), {{2, 1, -1}, 1.0, 1.0, 0.0, 1.0}, 0);
+        session.Render(10);
+        const float left = NAN;
+        for (int i = 1; i <= numTold; ++i) {
+            const float at = static_cast<float>(i) / static_cast<float>(numTold);
+            session.stage.Set(10, {{at, left, left}, NAN, NAN, NAN, NAN}, i % 2 ? 0 : 10 * kQuantum);
+            session.stage.PlaceListener({0, 0, at}, {left, left, left}, {left, left, left}, 0);
+        }
+        session.stage.Set(10, {{left, left, left}, 0.5, NAN, NAN, NAN}, 10 * kQuantum);
+        session.stage.PlaceListener({left, left, left}, {1, 0, 0}, {left, left, left}, 0);
+        session.Render(20);
+        return session.left;
+    };
+    EXPECT_EQ(rendered(1), rendered(1000));
+}
+
+TEST(Stage, IsSilentWhileTheListenerIsNowhere)
+{
+    Session session;
+    session.AddBuffer(1, Sweep(9001));
+    session.stage.Add(10, 1, Looped(9001), {{2, 1, -1}, 1.0, 1.0, 0.0, 1.0}, 0);
+    session.stage.PlaceListener({}, {0, 1, 0}, {0, 1, 0}, 0);
+    session.Render(20);
+    EXPECT_EQ(LargestStep(session.left, 1, 20), 0.0);
+    EXPECT_EQ(session.stage.TakeReport().numVoices, 1u);
+    session.stage.PlaceListener({}, {0, 0, -1}, {0, 1, 0}, 0);
+    session.Render(20);
+    EXPECT_GT(LargestStep(session.left, 30, 40), 0.0);
+}
+
 TEST(Stage, RefusesWhatCannotBe)
 {
     Session session;

@@ -16,6 +16,13 @@ namespace {
 constexpr double kFadeFrames = 128.0; // from one head to the next
 constexpr float kQuiet = 1e-5f;       // -100 dBFS
 constexpr double kQuietFor = 0.5;     // s, after which an engine has rung out
+constexpr std::size_t kMostRinging = 3;
+constexpr double kTailFade = 0.02; // s, of a tail that is one too many
+
+bool IsQuiet(float sample)
+{
+    return std::abs(sample) <= kQuiet;
+}
 
 float NumberOr(float number, float other)
 {
@@ -72,10 +79,16 @@ void Stage::Begin(Voice& voice, double time)
 
 void Stage::Set(int id, const VoiceSettings& change, std::int64_t frame)
 {
-    events.emplace(frame, [this, id, change](double time) {
+    const bool isLate = frame <= position;
+    if (isLate) {
+        const auto [late, isFirst] = lateChanges.try_emplace(id, change);
+        if (!isFirst) return late->second.Take(change);
+    }
+    events.emplace(frame, [this, id, change, isLate](double time) {
+        const VoiceSettings latest = isLate ? lateChanges.extract(id).mapped() : change;
         const auto due = voices.find(id);
         if (due == voices.end()) return;
-        due->second.settings.Take(change);
+        due->second.settings.Take(latest);
         Tell(due->second, time);
     });
 }
@@ -104,11 +117,22 @@ void Stage::Stop(int id, std::int64_t frame)
 
 void Stage::PlaceListener(const Vector3& eye, const Vector3& front, const Vector3& up, std::int64_t frame)
 {
-    events.emplace(frame, [this, eye, front, up](double time) {
-        listenerUp = NumbersOr(up, listenerUp);
-        listener.Place(NumbersOr(eye, listener.eye), NumbersOr(front, listener.front), listenerUp);
-        TellAll(time);
-    });
+    const View view = {eye, front, up};
+    if (frame > position) {
+        events.emplace(frame, [this, view](double time) { Place(view, time); });
+    } else if (lateView) {
+        lateView = {NumbersOr(eye, lateView->eye), NumbersOr(front, lateView->front), NumbersOr(up, lateView->up)};
+    } else {
+        lateView = view;
+        events.emplace(frame, [this](double time) { Place(*std::exchange(lateView, {}), time); });
+    }
+}
+
+void Stage::Place(const View& view, double time)
+{
+    listenerUp = NumbersOr(view.up, listenerUp);
+    listener.Place(NumbersOr(view.eye, listener.eye), NumbersOr(view.front, listener.front), listenerUp);
+    TellAll(time);
 }
 
 void Stage::SetRoom(const KalReverbParam& room, std::int64_t frame)
@@ -131,8 +155,10 @@ void Stage::ChangeHead(std::span<const unsigned char> head)
 {
     const std::shared_ptr<Engine> next = EngineWith(head);
     next->reverbSettings = engine->reverbSettings;
+    if (!isUnheard) ringing.push_back({engine});
     limitedBefore += engine->NumLimitedFrames();
-    ringing = {std::exchange(engine, next)};
+    engine = next;
+    isUnheard = true;
     for (auto& [id, voice] : voices)
         if (voice.channel && !voice.isStopped) Attempt([&, &begun = voice] { HandOver(begun); });
 }
@@ -159,7 +185,8 @@ void Stage::Render(std::int64_t frame, float* left, float* right, int numFrames)
         block.resize(2 * static_cast<std::size_t>(count));
         engine->Prerender();
         engine->Render(block.data(), count);
-        if (ringing.engine) RingOut(count);
+        isUnheard = isUnheard && std::ranges::all_of(block, IsQuiet);
+        RingOut(count);
         Measure(block.data(), count);
         for (int i = 0; i < count; ++i, ++done) {
             left[done] = block[2 * static_cast<std::size_t>(i)];
@@ -177,7 +204,7 @@ int Stage::PrepareBlock(int numFrames)
     for (; !rooms.empty() && rooms.begin()->first <= position; rooms.erase(rooms.begin())) {
         const KalReverbParam& room = rooms.begin()->second;
         engine->reverbSettings = kalmarble::RoomReverb(room);
-        if (ringing.engine) ringing.engine->reverbSettings = engine->reverbSettings;
+        for (Ringing& tail : ringing) tail.engine->reverbSettings = engine->reverbSettings;
         roomSize = room.roomSize;
         Attempt([&] { TellAll(0.0); });
     }
@@ -208,16 +235,31 @@ void Stage::Attempt(Action action)
 
 void Stage::RingOut(int numFrames)
 {
+    if (ringing.empty()) return;
     ringingBlock.resize(block.size());
-    ringing.engine->Prerender();
-    ringing.engine->Render(ringingBlock.data(), numFrames);
-    ringing.quietFrames += numFrames;
-    for (std::size_t i = 0; i < block.size(); ++i) {
-        if (std::abs(ringingBlock[i]) > kQuiet) ringing.quietFrames = 0;
-        block[i] = std::clamp(block[i] + ringingBlock[i], -1.0f, 1.0f);
+    const std::size_t numFaded = ringing.size() - std::min(ringing.size(), kMostRinging);
+    for (std::size_t i = 0; i < ringing.size(); ++i) {
+        ringing[i].engine->Prerender();
+        ringing[i].engine->Render(ringingBlock.data(), numFrames);
+        AddTail(ringing[i], i < numFaded);
     }
-    if (ringing.quietFrames < kQuietFor * samplingRate) return;
-    ringing = {};
+    for (float& sample : block) sample = std::clamp(sample, -1.0f, 1.0f);
+    std::erase_if(ringing, [&](const Ringing& tail) {
+        return tail.quietFrames >= kQuietFor * samplingRate || tail.fadedFrames >= kTailFade * samplingRate;
+    });
+}
+
+void Stage::AddTail(Ringing& tail, bool isFaded)
+{
+    const float step = isFaded ? static_cast<float>(1.0 / (kTailFade * samplingRate)) : 0.0f;
+    for (std::size_t i = 0; i < block.size(); i += 2) {
+        const float gain = std::max(0.0f, 1.0f - step * static_cast<float>(tail.fadedFrames));
+        const float left = gain * ringingBlock[i], right = gain * ringingBlock[i + 1];
+        block[i] += left;
+        block[i + 1] += right;
+        if (isFaded) ++tail.fadedFrames;
+        tail.quietFrames = IsQuiet(left) && IsQuiet(right) ? tail.quietFrames + 1 : 0;
+    }
 }
 
 void Stage::Measure(const float* frames, int numFrames)

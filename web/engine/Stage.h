@@ -11,6 +11,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <utility>
@@ -66,7 +67,8 @@ public:
     void SetRoom(const KalReverbParam& room, std::int64_t frame);
 
     /// [control] Goes on with another head: voices fade over to it within the next block at their positions, and what
-    /// they have sounded rings out as it was. Throws what the constructor throws, and then nothing has changed.
+    /// they have sounded rings out as it was. Of more than three such tails the oldest are faded out. Throws what the
+    /// constructor throws, and then nothing has changed.
     void ChangeHead(std::span<const unsigned char> head);
 
     /// [render] Renders the next numFrames frames, of which `frame` is the first one's number. What cannot be done when
@@ -82,10 +84,16 @@ public:
 private:
     using Event = std::function<void(double time)>; ///< takes frames from the start of the next block
 
-    /// An engine of before, which rings out.
+    /// An engine of before, which rings out, or is faded out once there are too many.
     struct Ringing {
         std::shared_ptr<Engine> engine;
         int quietFrames = 0; ///< without a sound, the latest ones
+        int fadedFrames = 0;
+    };
+
+    /// Where the listener is to be.
+    struct View {
+        Vector3 eye, front, up;
     };
 
     std::shared_ptr<Engine> EngineWith(std::span<const unsigned char> head) const;
@@ -95,7 +103,9 @@ private:
     void Tell(Voice& voice, double time);
     void TellAll(double time);
     void HandOver(Voice& voice);
+    void Place(const View& view, double time);
     void RingOut(int numFrames);
+    void AddTail(Ringing& tail, bool isFaded);
     void Measure(const float* frames, int numFrames);
     void ForgetEnded();
     template<class Action>
@@ -103,11 +113,14 @@ private:
 
     double samplingRate;
     std::shared_ptr<Engine> engine;
-    Ringing ringing;
+    bool isUnheard = true;        ///< the engine has not made a sound yet
+    std::vector<Ringing> ringing; ///< the oldest first
     std::map<int, std::shared_ptr<Samples>> buffers;
     std::map<int, Voice> voices;
     std::multimap<std::int64_t, Event> events;    ///< by frame
     std::map<std::int64_t, KalReverbParam> rooms; ///< by frame
+    std::map<int, VoiceSettings> lateChanges;     ///< of voices: one event each, however long no block comes
+    std::optional<View> lateView;
     kalmarble::Listener listener;
     Vector3 listenerUp; ///< as it was given
     float roomSize = 0.0f;
