@@ -224,7 +224,8 @@ TEST(Stage, TakesWhatWasToldWhileNothingWasRendered)
             session.stage.PlaceListener({0, 0, at}, {left, left, left}, {left, left, left}, 0);
         }
         session.stage.Set(10, {{left, left, left}, 0.5, NAN, NAN, NAN}, 10 * kQuantum);
-        session.stage.PlaceListener({left, left, left}, {1, 0, 0}, {left, left, left}, 0);
+        const Vector3 eye = numTold == 1 ? Vector3{0, 0, 1} : Vector3{left, left, left};
+        session.stage.PlaceListener(eye, {1, 0, 0}, {left, left, left}, 0);
         session.Render(20);
         return session.left;
     };

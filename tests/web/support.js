@@ -29,15 +29,19 @@ const FOLDERS = {
     '/': join(build, 'stage'),
 };
 
-/** Serves the folders above on the loopback address. Returns the server and its URL. */
-export async function serve() {
+/**
+ * Serves the folders above on the loopback address, with functions that change the text of files. Returns the server
+ * and its URL.
+ */
+export async function serve(changes = {}) {
     const server = createServer(async (request, response) => {
         const path = normalize(decodeURIComponent(new URL(request.url, 'http://x').pathname));
         if (path === '/favicon.ico') return response.writeHead(204).end();
         const prefix = Object.keys(FOLDERS).find((start) => path.startsWith(start));
         const file = join(FOLDERS[prefix], path.slice(prefix.length) || 'index.html');
         try {
-            const body = await readFile(file);
+            const bytes = await readFile(file);
+            const body = changes[path]?.(String(bytes)) ?? bytes;
             response.writeHead(200, { 'Content-Type': TYPES[extname(file)] ?? 'application/octet-stream' }).end(body);
         } catch {
             response.writeHead(404).end();

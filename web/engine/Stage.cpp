@@ -185,7 +185,7 @@ void Stage::Render(std::int64_t frame, float* left, float* right, int numFrames)
         block.resize(2 * static_cast<std::size_t>(count));
         engine->Prerender();
         engine->Render(block.data(), count);
-        isUnheard = isUnheard && std::ranges::all_of(block, IsQuiet);
+        isUnheard = isUnheard && std::all_of(block.begin(), block.end(), IsQuiet);
         RingOut(count);
         Measure(block.data(), count);
         for (int i = 0; i < count; ++i, ++done) {

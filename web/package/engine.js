@@ -2,6 +2,9 @@
 
 const NOT_THERE = 52; // WASI's ENOSYS
 
+/** What the engine refused: it is as before. Of an engine from which anything else was thrown nothing can be trusted. */
+export class Refusal extends Error {}
+
 /** An instance of a module: its exports, and what they point to. */
 export class Engine {
     #said = '';
@@ -22,11 +25,15 @@ export class Engine {
         return pointer ? this.text(pointer) : null;
     }
 
-    /** The sentence for what a call threw: a module that gave up has said why. @param {unknown} error */
+    /** Passes on what a call returned, unless that says that it was refused. @template T @param {T} result @returns {T} */
+    checked(result) {
+        if (!result) throw new Refusal(this.problem() ?? 'The engine refused.');
+        return result;
+    }
+
+    /** Why a call threw: a module that gave up has said so. @param {unknown} error */
     reason(error) {
-        const reason = this.#said || this.problem() || (error instanceof Error ? error.message : String(error));
-        this.#said = '';
-        return reason;
+        return this.#said.trim() || (error instanceof Error ? error.message : String(error));
     }
 
     /** The text at a pointer, up to its end. @param {number} pointer */
@@ -48,19 +55,17 @@ export class Engine {
     /**
      * Calls `use` with bytes that lie in the module's memory meanwhile; with null for none.
      * @template T
-     * @param {ArrayBuffer | Uint8Array | null | undefined} bytes
+     * @param {Uint8Array | null | undefined} bytes
      * @param {(pointer: number, size: number) => T} use
      */
     withBytes(bytes, use) {
         if (!bytes) return use(0, 0);
         const pointer = this.exports.allocate(Math.max(1, bytes.byteLength));
-        if (!pointer) throw new Error('There is not enough memory.');
-        new Uint8Array(this.memory.buffer, pointer).set(bytes instanceof Uint8Array ? bytes : new Uint8Array(bytes));
-        try {
-            return use(pointer, bytes.byteLength);
-        } finally {
-            this.exports.release(pointer);
-        }
+        if (!pointer) throw new Refusal('There is not enough memory.');
+        new Uint8Array(this.memory.buffer, pointer).set(bytes);
+        const result = use(pointer, bytes.byteLength);
+        this.exports.release(pointer); // not where it threw: such an engine is left alone
+        return result;
     }
 
     // The few things that a module asks of a system. There is none: only what it says when it gives up is of use.

@@ -103,8 +103,11 @@ export interface Meters {
 
 interface Events {
     meters: CustomEvent<Meters>;
-    /** Something could not be done when it was due; the sound goes on. */
-    error: CustomEvent<{ message: string }>;
+    /**
+     * Something could not be done when it was due; the sound goes on. Unless it is `fatal`, which no caller can bring
+     * about: the engine has stopped and is silent, every voice has ended, and createContext makes another.
+     */
+    error: CustomEvent<{ message: string; fatal: boolean }>;
 }
 
 /** The engine in an audio context. Calls that are wrong throw a TypeError with a sentence. */
@@ -123,9 +126,10 @@ export interface Kal extends EventTarget {
     /** Seconds in which the middle and the long reverb of a room fall by 60 dB. */
     rt60(room: Room | null): { middle: number; long: number };
     /** Goes on with the head of a .kalhrtfd file; null: the one built in. Rejects with a sentence what is none. */
-    head(bytes: ArrayBuffer | null): Promise<{ directions: Direction[] }>;
+    head(bytes: ArrayBuffer | Uint8Array | null): Promise<{ directions: Direction[] }>;
     /** Fulfilled when all that was told so far has reached the audio thread. */
     settled(): Promise<void>;
+    /** The end of every voice, as is the end of the audio context. */
     close(): void;
     addEventListener<K extends keyof Events>(
         type: K,
@@ -140,15 +144,18 @@ export function createContext(
     audioContext: BaseAudioContext,
     options?: {
         /** Bytes of a .kalhrtfd file; default: the head built in. */
-        head?: ArrayBuffer;
+        head?: ArrayBuffer | Uint8Array;
     },
 ): Promise<Kal>;
 
 /** What this browser lacks for the engine, as a sentence, or null. */
 export function missing(): string | null;
 
-/** Fetches and compiles the module ahead, so that createContext is quicker. */
-export function preload(): Promise<void>;
+/**
+ * Fetches and compiles ahead what createContext needs, so that it is quicker; what runs in a context only if it is
+ * given. For the quickest start, create a context before the click, suspended, and resume the AudioContext after it.
+ */
+export function preload(audioContext?: BaseAudioContext): Promise<void>;
 
 /** As of Kal; after preload or createContext. */
 export function rt60(room: Room | null): { middle: number; long: number };

@@ -15,6 +15,9 @@ import { interleave, samplesOf } from './sounds.js';
 
 const MODULE = 'kalmarble.wasm';
 
+const CLOSED = 'The engine was closed.';
+const CONTEXT_CLOSED = 'The audio context was closed.';
+
 const PIECE = 1 << 15; // samples that are handed over at a time
 
 // A function that adds two vectors of numbers and one that catches: what the module needs and older browsers lack.
@@ -40,9 +43,14 @@ export function missing() {
 /** @type {Engine | undefined} what the page itself asks, of all contexts */
 let pageEngine;
 
-/** Fetches and compiles the module, for a quicker start and for rt60. @returns {Promise<void>} */
-export async function preload() {
-    const module = await loadModule(MODULE);
+/**
+ * Fetches and compiles what the engine needs, for a quicker start and for rt60.
+ * @param {BaseAudioContext} [audioContext]
+ * @returns {Promise<void>}
+ */
+export async function preload(audioContext) {
+    const worklet = audioContext?.audioWorklet.addModule(new URL('worklet.js', import.meta.url));
+    const [module] = await Promise.all([loadModule(MODULE), worklet]);
     pageEngine ??= new Engine(module);
 }
 
@@ -56,11 +64,10 @@ export function rt60(room) {
     return { middle, long };
 }
 
-/** @param {ArrayBuffer | null} [head] @returns {Direction[]} */
+/** @param {Uint8Array | null} head @returns {Direction[]} */
 function directionsOf(head) {
     const engine = /** @type {Engine} */ (pageEngine);
-    const pointer = engine.withBytes(head, (at, size) => engine.exports.directions(at, size));
-    if (!pointer) throw new Error(engine.problem() ?? 'The head cannot be read.');
+    const pointer = engine.checked(engine.withBytes(head, (at, size) => engine.exports.directions(at, size)));
     const [count] = engine.doubles(pointer, 1);
     const numbers = engine.doubles(pointer, 1 + 2 * count);
     return Array.from({ length: count }, (_, i) => ({ azimuth: numbers[1 + 2 * i], elevation: numbers[2 + 2 * i] }));
@@ -68,13 +75,16 @@ function directionsOf(head) {
 
 /**
  * @param {BaseAudioContext} audioContext
- * @param {{ head?: ArrayBuffer }} [options]
+ * @param {{ head?: ArrayBuffer | Uint8Array }} [options]
  */
 export async function createContext(audioContext, { head } = {}) {
     const lacking = missing();
     if (lacking) throw new Error(lacking);
-    await Promise.all([preload(), audioContext.audioWorklet.addModule(new URL('worklet.js', import.meta.url))]);
-    const kal = new Kal(audioContext, await loadModule(MODULE), head);
+    if (!(audioContext instanceof BaseAudioContext)) check.refuse('an AudioContext', audioContext);
+    const bytes = check.bytes(head);
+    if (audioContext.state === 'closed') throw new Error(CONTEXT_CLOSED);
+    await preload(audioContext);
+    const kal = new Kal(audioContext, await loadModule(MODULE), bytes);
     await kal.ready;
     return kal;
 }
@@ -99,8 +109,12 @@ class Kal extends EventTarget {
     #calls = [];
     /** @type {Map<number, Voice>} */
     #voices = new Map();
+    /** @type {WeakSet<object>} voices, and the buffers that are not freed */
+    #own = new WeakSet();
+    /** @type {string | null} why there is no engine any more */
+    #over = null;
 
-    /** @param {BaseAudioContext} context @param {WebAssembly.Module} module @param {ArrayBuffer} [head] */
+    /** @param {BaseAudioContext} context @param {WebAssembly.Module} module @param {Uint8Array | null} head */
     constructor(context, module, head) {
         super();
         this.#context = context;
@@ -111,7 +125,9 @@ class Kal extends EventTarget {
             processorOptions: { module, head },
         });
         this.output.port.onmessage = ({ data }) => this.#hear(data);
-        this.output.onprocessorerror = () => this.#dispatch('error', { message: 'The audio thread has given up.' });
+        this.output.onprocessorerror = () =>
+            this.#lose('The audio thread has given up; createContext() makes another.');
+        context.addEventListener('statechange', () => context.state === 'closed' && this.#end(CONTEXT_CLOSED));
         this.ready = new Promise((resolve, reject) => this.#asked.set(0, { resolve, reject }));
     }
 
@@ -128,12 +144,16 @@ class Kal extends EventTarget {
                 samples.buffer,
             ]);
         }
-        return Object.freeze({ ...buffer, free: () => this.#call('forget', buffer.id) });
+        const free = () => this.#own.delete(handle) && this.#call('forget', buffer.id);
+        const handle = Object.freeze({ ...buffer, free });
+        this.#own.add(handle);
+        return handle;
     }
 
     /** @param {any} buffer @param {VoiceOptions} [options] */
     add(buffer, options = {}) {
-        if (!buffer?.id) check.refuse('a buffer made by buffer()', buffer);
+        if (this.#over) throw new Error(this.#over);
+        if (!this.#own.has(buffer) || !buffer.free) check.refuse("a buffer of this context's, not freed", buffer);
         const { loop = false, offset = 0, local = false, relative = false } = options;
         const [loopStart, loopEnd] = loop === true ? [0, buffer.frames] : loop || [0, 0];
         if (loop && !(loopStart >= 0 && loopStart < loopEnd && loopEnd <= buffer.frames))
@@ -144,6 +164,7 @@ class Kal extends EventTarget {
         const place = local ? 2 : relative ? 1 : 0;
         this.#call('add', voice.id, buffer.id, place, offset, loopStart, loopEnd, ...settings, check.time(options.at));
         this.#voices.set(voice.id, voice);
+        this.#own.add(voice);
         return voice;
     }
 
@@ -154,6 +175,7 @@ class Kal extends EventTarget {
 
     /** @param {Voice} voice @param {VoiceChange} change @param {number} [at] */
     change(voice, change, at) {
+        if (!(voice instanceof Voice && this.#own.has(voice))) check.refuse("a voice of this context's", voice);
         this.#call('set', voice.id, ...settingsOf(change), check.time(at));
     }
 
@@ -168,7 +190,7 @@ class Kal extends EventTarget {
     }
 
     /** @param {import('./index.js').ListenerChange} change @param {number} [at] */
-    listener({ position, front, up }, at) {
+    listener({ position, front, up } = {}, at) {
         const numbers = [position, front, up].flatMap((v) => (v ? [...check.vector(v, 'a vector')] : [NaN, NaN, NaN]));
         this.#call('listener', ...numbers, check.time(at));
     }
@@ -184,10 +206,11 @@ class Kal extends EventTarget {
         return rt60(room);
     }
 
-    /** @param {ArrayBuffer | null} bytes */
-    async head(bytes) {
-        const directions = directionsOf(bytes);
-        await this.#ask({ ask: 'head', head: bytes });
+    /** @param {ArrayBuffer | Uint8Array | null} file */
+    async head(file) {
+        const head = check.bytes(file);
+        const directions = directionsOf(head);
+        await this.#ask({ ask: 'head', head });
         this.directions = directions;
         return { directions };
     }
@@ -197,13 +220,32 @@ class Kal extends EventTarget {
     }
 
     close() {
-        this.#ask({ ask: 'close' }).catch(() => {});
+        if (!this.#over) this.#ask({ ask: 'close' }).catch(() => {});
+        this.#end(CLOSED);
         this.output.disconnect();
+    }
+
+    // Nothing more is to come: what was asked is refused, and no voice plays.
+    /** @param {string} reason */
+    #end(reason) {
+        this.#over ??= reason;
+        for (const { reject } of this.#asked.values()) reject(new Error(this.#over));
+        for (const voice of this.#voices.values()) voice.end();
+        this.#asked.clear();
+        this.#voices.clear();
+    }
+
+    /** @param {string} reason */
+    #lose(reason) {
+        if (this.#over) return;
+        this.#end(reason);
+        this.#dispatch('error', { message: reason, fatal: true });
     }
 
     // Calls of one go travel together. Those of an offline context must be there before it is told to start.
     /** @param {string} name @param {number[]} args */
     #call(name, ...args) {
+        if (this.#over) return;
         if (this.#calls.push([name, ...args]) > 1) return;
         if ('startRendering' in this.#context) this.#flush();
         else queueMicrotask(() => this.#flush());
@@ -217,6 +259,7 @@ class Kal extends EventTarget {
 
     /** @param {object} message @param {Transferable[]} [transfer] @returns {Promise<void>} */
     #ask(message, transfer = []) {
+        if (this.#over) return Promise.reject(new Error(this.#over));
         this.#flush();
         const ticket = this.#nextTicket++;
         this.output.port.postMessage({ ...message, ticket }, transfer);
@@ -224,14 +267,16 @@ class Kal extends EventTarget {
     }
 
     /** @param {any} message */
-    #hear({ ticket, problem, error, report, frame, load }) {
+    #hear({ ticket, problem, error, ended, lost, report, frame, load }) {
         if (ticket !== undefined) {
             const asked = this.#asked.get(ticket);
             this.#asked.delete(ticket);
             if (problem) asked?.reject(new Error(problem));
             else asked?.resolve();
         }
-        if (error) this.#dispatch('error', { message: error });
+        if (error) this.#dispatch('error', { message: error, fatal: false });
+        if (ended) this.#forget(ended);
+        if (lost) this.#lose(lost);
         if (report) this.#report(report, frame, load);
     }
 
@@ -242,15 +287,18 @@ class Kal extends EventTarget {
             const [id, azimuth, elevation] = numbers.subarray(8 + 3 * i);
             return { voice: this.#voices.get(id), azimuth, elevation };
         });
-        for (const id of numbers.subarray(9 + 3 * numPlaced)) {
-            this.#voices.get(id)?.end();
-            this.#voices.delete(id);
-        }
+        for (const id of numbers.subarray(9 + 3 * numPlaced)) this.#forget(id);
         const count = underrunsOf(this.#context);
         this.#underrunsBefore ??= count;
         const underruns = count === null ? null : count - Number(this.#underrunsBefore);
         const detail = { frame, peak: [peakLeft, peakRight], rms: [rmsLeft, rmsRight], limited, voices, sides };
         this.#dispatch('meters', { ...detail, load, underruns, measured });
+    }
+
+    /** @param {number} id of a voice that has ended */
+    #forget(id) {
+        this.#voices.get(id)?.end();
+        this.#voices.delete(id);
     }
 
     /** @param {string} type @param {object} detail */

@@ -19,5 +19,7 @@ export function loadModule(name) {
 async function compile(name) {
     const response = await fetch(new URL(name, import.meta.url));
     if (!response.ok) throw new Error(`${name} cannot be fetched: ${response.status} ${response.statusText}`);
+    const isCalledModule = response.headers.get('Content-Type')?.startsWith('application/wasm');
+    if (isCalledModule) return WebAssembly.compileStreaming(response); // while it arrives
     return WebAssembly.compile(await response.arrayBuffer());
 }

@@ -9,7 +9,7 @@ export interface SceneOptions {
         name: string,
     ) => Promise<ArrayBuffer | AudioBuffer | { samples: Float32Array | Float32Array[]; rate: number } | null>;
     /** Bytes of a .kalhrtfd file; default: the head built in. */
-    head?: ArrayBuffer;
+    head?: ArrayBuffer | Uint8Array;
     /** Of the document, in messages; default: "scene". */
     title?: string;
 }

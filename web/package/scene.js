@@ -28,7 +28,9 @@ export async function openScene(text, { samplingRate = 48000, sound, head, title
     const encoder = new TextEncoder();
     const isOpen = engine.withBytes(encoder.encode(text), (...document) =>
         engine.withBytes(encoder.encode(title), (...name) =>
-            engine.withBytes(head, (...bytes) => engine.exports.open(...document, ...name, samplingRate, ...bytes)),
+            engine.withBytes(check.bytes(head), (...bytes) =>
+                engine.exports.open(...document, ...name, samplingRate, ...bytes),
+            ),
         ),
     );
     if (!isOpen) throw new SceneError(engine.problem() ?? 'The scene cannot be opened.');
@@ -173,16 +175,13 @@ function filesOf(text) {
 async function give(engine, name, rate, sound) {
     const encoded = new TextEncoder().encode(name);
     const { exports } = engine;
-    const pass = (
-        /** @type {Uint8Array | ArrayBuffer} */ bytes,
-        /** @type {any} */ use,
-        /** @type {number[]} */ ...more
-    ) => engine.withBytes(encoded, (...file) => engine.withBytes(bytes, (...given) => use(...file, ...given, ...more)));
+    const pass = (/** @type {Uint8Array} */ bytes, /** @type {any} */ use, /** @type {number[]} */ ...more) =>
+        engine.withBytes(encoded, (...file) => engine.withBytes(bytes, (...given) => use(...file, ...given, ...more)));
     try {
         let source = await sound?.(name);
         if (!source) throw new Error('there is no such file, or it cannot be read');
         if (source instanceof ArrayBuffer) {
-            if (pass(source, exports.wav)) return;
+            if (pass(new Uint8Array(source), exports.wav)) return;
             source = await decoded(source, rate, engine.problem() ?? 'it cannot be read');
         }
         const samples = samplesOf(source);

@@ -12,7 +12,10 @@ export function samplesOf(source) {
     const channels = isAudioBuffer
         ? Array.from({ length: source.numberOfChannels }, (_, i) => source.getChannelData(i))
         : [source?.samples].flat();
-    if (!channels.every((samples) => samples instanceof Float32Array && samples.length === channels[0].length))
+    if (
+        !channels.length ||
+        !channels.every((samples) => samples instanceof Float32Array && samples.length === channels[0].length)
+    )
         refuse('an AudioBuffer or { samples: Float32Array or two of one length, rate }', source);
     if (channels.length > 2) throw new TypeError(`expected one or two channels, found ${channels.length}`);
     return { rate: number(isAudioBuffer ? source.sampleRate : source.rate, 1, 1e6, 'a sampling rate'), channels };

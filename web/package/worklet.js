@@ -1,6 +1,6 @@
 // The audio thread's side: an instance of the module, which is told what the page tells and renders quantum by quantum.
 
-import { Engine } from './engine.js';
+import { Engine, Refusal } from './engine.js';
 
 const REPORTS_PER_SECOND = 20;
 const QUANTA_OF_LOAD = 200; // over which it is averaged: the clock goes by milliseconds
@@ -8,6 +8,7 @@ const QUANTA_OF_LOAD = 200; // over which it is averaged: the clock goes by mill
 class Processor extends AudioWorkletProcessor {
     /** @type {Engine | null} */
     #engine = null;
+    #lost = 'The engine could not be made.'; // why there is none
     /** @type {Map<number, number>} where the samples of each buffer lie */
     #buffers = new Map();
     #isClosed = false;
@@ -16,28 +17,29 @@ class Processor extends AudioWorkletProcessor {
     #load = 0;
     #lastReport = currentFrame;
 
-    /** @param {{ processorOptions: { module: WebAssembly.Module, head?: ArrayBuffer } }} options */
+    /** @param {{ processorOptions: { module: WebAssembly.Module, head: Uint8Array | null } }} options */
     constructor({ processorOptions: { module, head } }) {
         super();
         this.port.onmessage = ({ data }) => this.#take(data);
         // What a constructor throws reaches the page without its text.
         this.#answer(0, () => {
             const engine = new Engine(module);
-            const isMade = engine.withBytes(head, (at, size) => engine.exports.create(sampleRate, at, size));
-            if (!isMade) throw new Error(engine.problem() ?? 'The engine cannot be made.');
+            engine.checked(engine.withBytes(head, (at, size) => engine.exports.create(sampleRate, at, size)));
             this.#engine = engine;
         });
     }
 
+    // Nothing in here makes an object, save for the reports.
     /** @param {Float32Array[][]} _inputs @param {Float32Array[][]} outputs */
     process(_inputs, outputs) {
-        const [left, right] = outputs[0];
-        const start = Date.now();
+        const left = outputs[0][0];
+        const right = outputs[0][1];
         if (this.#engine) {
+            const start = Date.now();
             try {
                 this.#render(this.#engine, left, right);
             } catch (error) {
-                this.#tell(this.#engine.reason(error));
+                this.#giveUp(error);
                 left.fill(0);
                 right.fill(0);
             }
@@ -52,7 +54,7 @@ class Processor extends AudioWorkletProcessor {
         const count = left.length;
         const pointer = engine.exports.render(currentFrame, count);
         const problem = engine.problem();
-        if (problem) this.#tell(problem);
+        if (problem) this.port.postMessage({ error: problem });
         if (!pointer) return;
         // Memory that has grown is another buffer.
         if (this.#left.buffer !== engine.memory.buffer || this.#left.length !== count) {
@@ -85,28 +87,29 @@ class Processor extends AudioWorkletProcessor {
     #call([name, ...args]) {
         const engine = this.#engine;
         if (!engine) return;
+        if (name === 'forget') this.#buffers.delete(args[0]);
         try {
-            if (engine.exports[name](...args) === 0) this.#tell(engine.problem() ?? 'The engine refused.');
+            if (engine.exports[name](...args) !== 0) return;
+            // A voice that did not come to be has ended.
+            this.port.postMessage({ error: engine.problem(), ended: name === 'add' ? args[0] : undefined });
         } catch (error) {
-            this.#tell(engine.reason(error));
+            this.#giveUp(error);
         }
     }
 
     /** @param {any} message */
     #do({ ask, id, channels, frames, rate, samples, offset, head }) {
-        const engine = this.#engine;
-        if (ask === 'close') this.#isClosed = true;
-        if (!engine) return;
-        if (ask === 'buffer') {
-            const pointer = engine.exports.buffer(id, channels, frames, rate);
-            if (!pointer) throw new Error(engine.problem() ?? 'The engine refused.');
-            this.#buffers.set(id, pointer);
-        } else if (ask === 'samples') {
-            engine.floats(Number(this.#buffers.get(id)) + 4 * offset, samples.length).set(samples);
-        } else if (ask === 'head') {
-            const isTaken = engine.withBytes(head, (at, size) => engine.exports.head(at, size));
-            if (!isTaken) throw new Error(engine.problem() ?? 'The engine refused.');
+        if (ask === 'close') {
+            this.#isClosed = true;
+            this.#engine = null;
+            return;
         }
+        const engine = this.#engine;
+        if (!engine) throw new Refusal(this.#lost);
+        if (ask === 'buffer') this.#buffers.set(id, engine.checked(engine.exports.buffer(id, channels, frames, rate)));
+        else if (ask === 'samples')
+            engine.floats(Number(this.#buffers.get(id)) + 4 * offset, samples.length).set(samples);
+        else if (ask === 'head') engine.checked(engine.withBytes(head, (at, size) => engine.exports.head(at, size)));
     }
 
     /** @param {number} ticket @param {() => void} action */
@@ -115,16 +118,20 @@ class Processor extends AudioWorkletProcessor {
         try {
             action();
         } catch (error) {
-            problem = this.#engine
-                ? this.#engine.reason(error)
-                : String(error instanceof Error ? error.message : error);
+            if (!(error instanceof Refusal)) this.#giveUp(error);
+            problem = error instanceof Refusal ? error.message : this.#lost;
         }
         this.port.postMessage({ ticket, problem });
     }
 
-    /** @param {string} problem */
-    #tell(problem) {
-        this.port.postMessage({ error: problem });
+    // After a trap nothing in the module's memory can be trusted: the node lives on and is silent.
+    /** @param {unknown} error */
+    #giveUp(error) {
+        const reason = this.#engine ? this.#engine.reason(error) : String(error);
+        this.#engine = null;
+        this.#buffers.clear();
+        this.#lost = `The engine has stopped (${reason}); createContext() makes another.`;
+        this.port.postMessage({ lost: this.#lost });
     }
 }
 
