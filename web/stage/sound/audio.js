@@ -15,6 +15,7 @@ const beat = 25; // ms between two looks at the scene
 const fade = 0.02; // s, from one way of listening to another
 const longestStart = 15; // s
 const longestMeasurement = 60; // s
+const shortestLife = 5; // s of an engine, before another takes its place
 
 /**
  * Everything that sounds. Events: 'ready' (its parts are made), 'started', 'paused' (or going on), 'meters' (detail as
@@ -42,6 +43,7 @@ export class AudioStage extends EventTarget {
     /** @type {Gains | null} of the three ways, as far as they are known for this scene */
     #gains = null;
     #edits = 0;
+    #engineSince = 0; // ms
     /** @type {Promise<void> | null} */
     #measuring = null;
     #measureSoon = 0; // timer
@@ -92,11 +94,7 @@ export class AudioStage extends EventTarget {
 
     async #make() {
         const context = this.#contextNow();
-        const kal = await this.#makeEngine(context);
-        this.#kal = kal;
-        this.directions = kal.directions;
-        kal.addEventListener('meters', ({ detail }) => this.#say('meters', detail));
-        kal.addEventListener('error', ({ detail }) => this.#say('error', detail));
+        const engine = await this.#makeEngineOutput(context);
         const master = new GainNode(context);
         master.connect(context.destination);
         const splitter = new ChannelSplitterNode(context, { numberOfOutputs: 2 });
@@ -106,7 +104,6 @@ export class AudioStage extends EventTarget {
             splitter.connect(tap, side);
             return tap;
         });
-        const engine = new EngineOutput(context, kal);
         /** @type {[Kind, Output][]} */
         const outputs = [
             ['engine', engine],
@@ -123,6 +120,33 @@ export class AudioStage extends EventTarget {
             const samples = this.library.samples(sound);
             if (samples) await engine.load(samples);
         }
+    }
+
+    /** @param {AudioContext} context */
+    async #makeEngineOutput(context) {
+        const kal = await this.#makeEngine(context);
+        const output = new EngineOutput(context, kal);
+        this.#kal = kal;
+        this.directions = kal.directions;
+        this.#engineSince = performance.now();
+        kal.addEventListener('meters', ({ detail }) => this.#say('meters', detail));
+        kal.addEventListener('error', ({ detail }) => {
+            this.#say('error', detail);
+            if ('fatal' in detail && detail.fatal) this.#replace(output).catch((error) => this.#say('error', error));
+        });
+        return output;
+    }
+
+    /** Another engine for one that is silent for good. @param {EngineOutput} dead */
+    async #replace(dead) {
+        const way = this.#way('engine');
+        const life = (performance.now() - this.#engineSince) / 1000;
+        if (way.output !== dead || life < shortestLife) return; // done already, or in vain
+        dead.close();
+        const output = await this.#makeEngineOutput(this.#contextNow());
+        output.node.connect(way.way);
+        this.#ways.set('engine', { output, way: way.way });
+        if (this.player?.output === dead) this.player.use(output);
     }
 
     /** Begins to sound; to be called by a click, as browsers want it. */

@@ -4,7 +4,7 @@ import { byId, element, printed } from './controls.js';
 /** @import { AudioStage } from '../sound/audio.js' */
 
 const floor = -60; // dBFS, at the left end of a bar
-const held = 20; // reports that a peak stands: a second
+const held = 20; // reports for which a peak stands, and what the limiter did: a second
 const share = (/** @type {number} */ level) =>
     Math.max(0, Math.min(1, 1 - (20 * Math.log10(Math.max(level, 1e-9))) / floor));
 const decibels = (/** @type {number} */ level) => (level > 1e-5 ? `${printed(20 * Math.log10(level), 1)} dB` : '−∞ dB');
@@ -40,9 +40,8 @@ const figures = {
 
 /** Levels of both ears, and how the engine fares. */
 export class Meters {
-    #limited = 0; // frames since the start
-    /** @type {number[][]} of the last second, left and right */
-    #peaks = [];
+    /** @type {{ peak: number[], limited: number }[]} of the last second */
+    #recent = [];
 
     /** @param {AudioStage} audio */
     constructor(audio) {
@@ -76,12 +75,11 @@ export class Meters {
     /** @param {Heard} meters */
     show(meters) {
         const { peak, rms } = this.audio.kind === 'engine' ? meters : this.audio.levels();
-        this.#peaks = [...this.#peaks, peak].slice(-held);
-        const isLimited = meters.limited > this.#limited;
-        this.#limited = meters.limited;
+        this.#recent = [...this.#recent, { peak, limited: meters.limited }].slice(-held);
+        const isLimited = meters.limited > this.#recent[0].limited;
         this.bars.forEach((bar, side) => {
             bar.rms.style.clipPath = `inset(0 ${100 - 100 * share(rms[side])}% 0 0)`;
-            const highest = Math.max(...this.#peaks.map((each) => each[side]));
+            const highest = Math.max(...this.#recent.map((each) => each.peak[side]));
             bar.peak.style.left = `${100 * share(highest)}%`;
             bar.text.value = decibels(highest);
             bar.bar.setAttribute(
