@@ -44,6 +44,7 @@ export class AudioStage extends EventTarget {
     #gains = null;
     #edits = 0;
     #engineSince = 0; // ms
+    #isLost = false;
     /** @type {Promise<void> | null} */
     #measuring = null;
     #measureSoon = 0; // timer
@@ -131,22 +132,26 @@ export class AudioStage extends EventTarget {
         this.#engineSince = performance.now();
         kal.addEventListener('meters', ({ detail }) => this.#say('meters', detail));
         kal.addEventListener('error', ({ detail }) => {
-            this.#say('error', detail);
-            if ('fatal' in detail && detail.fatal) this.#replace(output).catch((error) => this.#say('error', error));
+            if (!detail.fatal) this.#say('error', detail);
+            else this.#replace(output).catch((error) => this.#say('error', error));
         });
         return output;
     }
 
     /** Another engine for one that is silent for good. @param {EngineOutput} dead */
     async #replace(dead) {
-        const way = this.#way('engine');
-        const life = (performance.now() - this.#engineSince) / 1000;
-        if (way.output !== dead || life < shortestLife) return; // done already, or in vain
+        const way = this.#ways.get('engine');
+        if (way?.output !== dead) return; // not in use yet, or no more
+        if (performance.now() - this.#engineSince < 1000 * shortestLife) {
+            this.#isLost = true;
+            throw new Error('The engine has given up again: please reload the page.');
+        }
         dead.close();
         const output = await this.#makeEngineOutput(this.#contextNow());
         output.node.connect(way.way);
         this.#ways.set('engine', { output, way: way.way });
         if (this.player?.output === dead) this.player.use(output);
+        this.#say('error', new Error('The engine has given up; another plays on.'));
     }
 
     /** Begins to sound; to be called by a click, as browsers want it. */
@@ -173,7 +178,7 @@ export class AudioStage extends EventTarget {
     }
 
     #tick() {
-        if (this.isPaused) return;
+        if (this.isPaused || this.#isLost) return;
         try {
             this.player?.tick();
         } catch (error) {
