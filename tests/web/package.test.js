@@ -3,12 +3,12 @@
 import assert from 'node:assert/strict';
 import { execFileSync } from 'node:child_process';
 import { randomBytes } from 'node:crypto';
-import { readFileSync } from 'node:fs';
+import { cpSync, mkdirSync, readFileSync, rmSync, writeFileSync } from 'node:fs';
 import { join } from 'node:path';
 import { test } from 'node:test';
 import { gzipSync } from 'node:zlib';
 
-import { build, launch, openPage, serve } from './support.js';
+import { build, launch, openPage, root, serve } from './support.js';
 
 const folder = join(build, 'wasm-release/web/package');
 const MOST_BYTES = 700e3;
@@ -27,21 +27,55 @@ test('the module is small', (t) => {
     assert.ok(!isSmall(Buffer.alloc(701e3)), 'what is too long is refused');
 });
 
-test('the package holds all that its files ask for', () => {
-    const [{ files }] = JSON.parse(
-        execFileSync('npm', ['pack', '--json', '--dry-run'], { cwd: folder, encoding: 'utf8' }),
-    );
-    const names = files.map(({ path }) => path);
-    for (const name of names.filter((path) => /\.(js|json|d\.ts)$/.test(path))) {
-        const text = readFileSync(join(folder, name), 'utf8');
-        const asked = text.matchAll(
-            /(?:from |import\(|: |MODULE = |Module\(|URL\()['"](?:\.\/)?([\w-]+\.(?:js|wasm|d\.ts))['"]/g,
-        );
-        for (const [, file] of asked)
-            assert.ok(names.includes(file) || names.includes(file.replace('.js', '.d.ts')), `${name} asks for ${file}`);
+test('a user installs it, type-checks against it and follows the README', async () => {
+    const user = join(build, 'web-user');
+    rmSync(user, { recursive: true, force: true });
+    mkdirSync(user, { recursive: true });
+    writeFileSync(join(user, 'package.json'), '{ "type": "module" }');
+    const run = (...command) => execFileSync(command[0], command.slice(1), { cwd: user, encoding: 'utf8' });
+    const tarball = run('npm', 'pack', '--silent', folder).trim();
+    run('npm', 'install', '--offline', '--silent', '--no-audit', '--no-fund', `./${tarball}`);
+    const installed = join(user, 'node_modules/kalmarble');
+    for (const name of ['LICENSE', 'NOTICE']) assert.ok(readFileSync(join(installed, name)).length > 0);
+
+    cpSync(join(root, 'tests/web/use.ts'), join(user, 'use.ts'));
+    const how = '--noEmit --strict --target es2022 --module nodenext --moduleResolution nodenext'.split(' ');
+    try {
+        run(join(build, 'node/node_modules/.bin/tsc'), ...how, 'use.ts');
+    } catch (error) {
+        assert.fail(error.stdout);
     }
-    for (const name of ['LICENSE', 'NOTICE', 'README.md', 'index.d.ts', 'scene.d.ts'])
-        assert.ok(names.includes(name), name);
+
+    const [, example] = readFileSync(join(installed, 'README.md'), 'utf8').match(/```js\n([^]*?)```/);
+    const server = await serve();
+    const browser = await launch();
+    try {
+        const page = await openPage(browser, server);
+        await page.route('**/bee.ogg', (route) => route.fulfill({ path: '/usr/share/sounds/alsa/Noise.wav' }));
+        const [rms, frames] = await page.evaluate(async (code) => {
+            const add = (type, text) =>
+                document.head.append(Object.assign(document.createElement('script'), { type, text }));
+            const imports = { kalmarble: '/installed/kalmarble.js', 'kalmarble/scene': '/installed/scene.js' };
+            add('importmap', JSON.stringify({ imports }));
+            const done = new Promise((resolve) => (window.done = resolve));
+            add('module', `${code}; done(kal);`);
+            const kal = await done;
+            const heard = () =>
+                new Promise((resolve) =>
+                    kal.addEventListener('meters', ({ detail }) => resolve(detail.rms[1]), { once: true }),
+                );
+            while ((await heard()) === 0);
+            const { openScene } = await import('/installed/scene.js');
+            const scene = '{ "sounds": [{ "synth": { "kind": "tone", "frequency": 440 } }], "length": 0.5 }';
+            return [await heard(), (await openScene(scene)).frames];
+        }, example);
+        assert.ok(rms > 1e-3);
+        assert.equal(frames, 24000);
+        assert.deepEqual(page.faults, []);
+    } finally {
+        await browser.close();
+        server.close();
+    }
 });
 
 test('what a quantum costs', async (t) => {

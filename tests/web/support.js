@@ -25,6 +25,7 @@ const FOLDERS = {
     '/data/': join(root, 'data'),
     '/scenes/': join(root, 'scenes'),
     '/tests/': join(root, 'tests/web'),
+    '/installed/': join(build, 'web-user/node_modules/kalmarble'),
     '/usr/share/sounds/': '/usr/share/sounds',
     '/': join(build, 'stage'),
 };

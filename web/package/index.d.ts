@@ -136,7 +136,21 @@ export interface Kal extends EventTarget {
         listener: (event: Events[K]) => void,
         options?: boolean | AddEventListenerOptions,
     ): void;
-    removeEventListener<K extends keyof Events>(type: K, listener: (event: Events[K]) => void): void;
+    addEventListener(
+        type: string,
+        listener: EventListenerOrEventListenerObject | null,
+        options?: boolean | AddEventListenerOptions,
+    ): void;
+    removeEventListener<K extends keyof Events>(
+        type: K,
+        listener: (event: Events[K]) => void,
+        options?: boolean | EventListenerOptions,
+    ): void;
+    removeEventListener(
+        type: string,
+        listener: EventListenerOrEventListenerObject | null,
+        options?: boolean | EventListenerOptions,
+    ): void;
 }
 
 /** Sets the engine up in an audio context, offline ones included. Rejects with a sentence. */
