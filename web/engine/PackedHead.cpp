@@ -16,9 +16,15 @@ constexpr char kSignature[] = {'K', 'A', 'L', 'H', 'R', 'T', 'F', 'D'};
 /// Reads one value after another and writes the data set.
 class Unpacker {
 public:
-    // Samples become twice as long, the rest stays.
-    Unpacker() : bytes(sizeof kSignature + 2 * packedHeadSize), end(bytes.data())
+    Unpacker() : next(packedHead)
     {
+        const auto numSamples = Read<std::uint32_t>();
+        lower = next;
+        upper = lower + numSamples;
+        next = upper + numSamples;
+        const std::size_t rest = packedHeadSize - static_cast<std::size_t>(next - packedHead);
+        bytes.resize(sizeof kSignature + rest + sizeof(float) * numSamples);
+        end = bytes.data();
         for (const char letter : kSignature) Write(letter);
     }
 
@@ -31,14 +37,13 @@ public:
 
     void Widen(std::uint32_t count)
     {
-        for (; count > 0; --count) Write(static_cast<float>(Read<std::int16_t>()) / 32768.0f);
+        for (; count > 0; --count) {
+            const auto sample = static_cast<std::int16_t>(*lower++ | *upper++ << 8);
+            Write(static_cast<float>(sample) / 32768.0f);
+        }
     }
 
-    std::vector<unsigned char> Finish()
-    {
-        bytes.resize(static_cast<std::size_t>(end - bytes.data()));
-        return std::move(bytes);
-    }
+    std::vector<unsigned char> bytes;
 
 private:
     template<class T>
@@ -57,9 +62,9 @@ private:
         end += sizeof value;
     }
 
-    std::vector<unsigned char> bytes;
     unsigned char* end; ///< of what is written
-    const unsigned char* next = packedHead;
+    const unsigned char* next;
+    const unsigned char *lower, *upper; ///< bytes of the next sample
 };
 
 } // namespace
@@ -74,7 +79,7 @@ std::vector<unsigned char> BuiltInHead()
             head.Widen(2 * head.Copy());
         }
     }
-    return head.Finish();
+    return std::move(head.bytes);
 }
 
 } // namespace kal::web
