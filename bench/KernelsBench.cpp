@@ -98,6 +98,14 @@ void AddFaded(benchmark::State& state)
 }
 BENCHMARK(AddFaded)->DenseRange(0, 2);
 
+void ScaleFaded(benchmark::State& state)
+{
+    auto to = Noise(kFrames), from = Noise(kFrames);
+    Measure(state, 0, kFrames,
+            [&](const kernels::Table& table) { table.scaleFaded(to.data(), from.data(), kFrames, 0.0f, 0x1p-8f); });
+}
+BENCHMARK(ScaleFaded)->DenseRange(0, 2);
+
 void Network(benchmark::State& state)
 {
     auto lines = Noise(32 * kFrames), in = Noise(kFrames);

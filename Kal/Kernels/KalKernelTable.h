@@ -81,8 +81,9 @@ struct Table {
     void (*addSmoothed)(float* to, const float* from, int numFrames, float* gain, float target);
     void (*scaleSmoothed)(float* to, float* sum, const float* from, int numFrames, float* gain, float target);
 
-    /// to[n] += (gain + n step) from[n]. All of these gains are exact in float.
+    /// to[n] += (gain + n step) from[n], or to[n] = (gain + n step) from[n]. All of these gains are exact in float.
     void (*addFaded)(float* to, const float* from, int numFrames, float gain, float step);
+    void (*scaleFaded)(float* to, const float* from, int numFrames, float gain, float step);
 
     void (*twiddlePairs)(const TwiddlePairs& pairs);
 

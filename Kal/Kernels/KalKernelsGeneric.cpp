@@ -56,6 +56,11 @@ void AddFaded(float* to, const float* from, int numFrames, float gain, float ste
     for (int i = 0; i < numFrames; ++i, gain += step) to[i] += gain * from[i];
 }
 
+void ScaleFaded(float* to, const float* from, int numFrames, float gain, float step)
+{
+    for (int i = 0; i < numFrames; ++i, gain += step) to[i] = gain * from[i];
+}
+
 void RunCascade(Cascade& cascade, int numFrames, float* frames)
 {
     for (int i = 0; i < 2 * numFrames; ++i) {
@@ -81,6 +86,7 @@ constexpr Table kGenericTable{kNumLanes<float>,
                               AddSmoothed,
                               ScaleSmoothed,
                               AddFaded,
+                              ScaleFaded,
                               ApplyTwiddlePairs<float>,
                               Deinterleave<float>,
                               AddProducts<float>,

@@ -269,15 +269,30 @@ void ScaleSmoothed(float* to, float* sum, const float* from, int numFrames, floa
     });
 }
 
-template<class V>
-void AddFaded(float* to, const float* from, int numFrames, float gain, float step)
+/// Calls frame(i, g) for every frame, lanes of frames first, with g = gain + i step.
+template<class V, class Frame>
+inline void ForFadedGain(int numFrames, float gain, float step, Frame frame)
 {
     constexpr int kLanes = kNumLanes<V>;
     V g = gain + LaneTypes<V>::kIndex * step;
     int i = 0;
-    for (; i + kLanes <= numFrames; i += kLanes, g += kLanes * step)
-        Store(to + i, Load<V>(to + i) + Load<V>(from + i) * g);
-    for (float last = g[0]; i < numFrames; ++i, last += step) to[i] += from[i] * last;
+    for (; i + kLanes <= numFrames; i += kLanes, g += kLanes * step) frame(i, g);
+    for (float last = g[0]; i < numFrames; ++i, last += step) frame(i, last);
+}
+
+template<class V>
+void AddFaded(float* to, const float* from, int numFrames, float gain, float step)
+{
+    ForFadedGain<V>(numFrames, gain, step, [=](int i, auto g) {
+        using T = decltype(g);
+        Store(to + i, Load<T>(to + i) + Load<T>(from + i) * g);
+    });
+}
+
+template<class V>
+void ScaleFaded(float* to, const float* from, int numFrames, float gain, float step)
+{
+    ForFadedGain<V>(numFrames, gain, step, [=](int i, auto g) { Store(to + i, Load<decltype(g)>(from + i) * g); });
 }
 
 } // namespace

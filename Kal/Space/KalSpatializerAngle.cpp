@@ -11,16 +11,18 @@ void Spatializer::Angle::Add(Side side, int offset, const float* samples, int co
 {
     if (count <= 0) return;
     SideInput& input = inputs[side];
-    if (!input.used) {
-        const std::lock_guard lock(clearMutex);
-        if (!input.used) {
-            std::fill_n(input.signal.Frames(), bank.NumFrames(), 0.0f);
-            input.used = true;
-        }
-    }
+    const kernels::Table& table = kernels::ActiveTable();
     const std::lock_guard lock(input.mutex);
-    // The gains of a fade are multiples of 1/128 up to 1.
-    kernels::ActiveTable().addFaded(input.signal.Frames() + offset, samples, count, gain, step);
+    float *const block = input.signal.Frames(), *const begin = block + offset, *const end = begin + count;
+    // The gains of a fade are multiples of 1/128 up to 1. What the block before has left is still there.
+    if (input.used) {
+        table.addFaded(begin, samples, count, gain, step);
+    } else {
+        std::fill(block, begin, 0.0f);
+        table.scaleFaded(begin, samples, count, gain, step);
+        std::fill(end, block + bank.NumFrames(), 0.0f);
+        input.used = true;
+    }
 }
 
 } // namespace kal

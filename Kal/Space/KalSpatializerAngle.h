@@ -1,10 +1,9 @@
 #pragma once
 
-#include "Kal/Base/KalLock.h"
+#include "Kal/Base/KalBriefMutex.h"
 #include "Kal/Space/KalSpatializer.h"
 
 #include <array>
-#include <atomic>
 #include <memory>
 #include <vector>
 
@@ -20,9 +19,9 @@ struct Spatializer::Angle {
         explicit SideInput(const ConvolverBank& bank) : signal(bank) {}
 
         ConvolverBank::Input signal;
-        std::atomic<bool> used = false; ///< some source wrote into it this block
-        bool active = false;            ///< used, or still ringing
-        Mutex mutex;                    ///< held while samples are added
+        bool used = false;   ///< some source wrote into it this block
+        bool active = false; ///< used, or still ringing
+        BriefMutex mutex;    ///< held while samples are added
     };
 
     Angle(float degrees, ConvolverBank& owner, const float* left, const float* right)
@@ -38,7 +37,6 @@ struct Spatializer::Angle {
     ConvolverBank& bank;
     ConvolverBank::Responses responses;
     std::array<SideInput, 2> inputs;
-    Mutex clearMutex; ///< held for the first clearing of either input in a block
 };
 
 /// The directions of one elevation.

@@ -101,9 +101,14 @@ TEST_P(Kernels, FadeAlongALine)
 {
     for (const auto& [gain, step] : {std::pair(1.0f, 0.0f), {1.0f, -0x1p-7f}, {0.25f, 0x1p-7f}})
         ForAll(1, 130.0, [&, g = gain, s = step](int n, int offset) {
-            Line to(n, offset, 1), from(n, 3 - offset, 2);
-            table.addFaded(to, from, n, g, s);
-            for (int i = 0; i < n; ++i) Compare(to[i], to.Was(i) + (double{g} + i * double{s}) * from[i]);
+            Line sum(n, offset, 1), to(n, offset, 3), from(n, 3 - offset, 2);
+            table.addFaded(sum, from, n, g, s);
+            table.scaleFaded(to, from, n, g, s);
+            for (int i = 0; i < n; ++i) {
+                const double faded = (double{g} + i * double{s}) * from[i];
+                Compare(sum[i], sum.Was(i) + faded);
+                Compare(to[i], faded);
+            }
         });
 }
 
