@@ -51,6 +51,7 @@ void Sizes(benchmark::internal::Benchmark* benchmark)
 BENCHMARK_CAPTURE(Transform, Generic, qfft::cpu::InstructionSet::Generic)->Apply(Sizes);
 BENCHMARK_CAPTURE(Transform, Sse2, qfft::cpu::InstructionSet::Lanes4)->Apply(Sizes);
 BENCHMARK_CAPTURE(Transform, Avx2, qfft::cpu::InstructionSet::Lanes8)->Apply(Sizes);
+BENCHMARK_CAPTURE(Transform, Avx512, qfft::cpu::InstructionSet::Lanes16)->Apply(Sizes);
 
 #ifdef KAL_BENCH_FFTW
 void Fftw(benchmark::State& state)

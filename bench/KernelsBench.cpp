@@ -60,7 +60,7 @@ void Resample(benchmark::State& state)
         table.resample[format](data[format], 100.25, step, kFrames, out.data());
     });
 }
-BENCHMARK(Resample)->ArgNames({"format", "step", "table"})->ArgsProduct({{0, 1, 2}, {92, 109, 350}, {0, 1, 2}});
+BENCHMARK(Resample)->ArgNames({"format", "step", "table"})->ArgsProduct({{0, 1, 2}, {92, 109, 350}, {0, 1, 2, 3}});
 
 void Lowpass(benchmark::State& state)
 {
@@ -68,7 +68,7 @@ void Lowpass(benchmark::State& state)
     float last = 0.0f;
     Measure(state, 0, kFrames, [&](const kernels::Table& table) { table.lowpass(x.data(), kFrames, 0.3f, &last); });
 }
-BENCHMARK(Lowpass)->DenseRange(0, 2);
+BENCHMARK(Lowpass)->DenseRange(0, 3);
 
 void AddSmoothed(benchmark::State& state)
 {
@@ -78,7 +78,7 @@ void AddSmoothed(benchmark::State& state)
         table.addSmoothed(to.data(), from.data(), kFrames, &gain, 1e-3f);
     });
 }
-BENCHMARK(AddSmoothed)->DenseRange(0, 2);
+BENCHMARK(AddSmoothed)->DenseRange(0, 3);
 
 void ScaleSmoothed(benchmark::State& state)
 {
@@ -88,7 +88,7 @@ void ScaleSmoothed(benchmark::State& state)
         table.scaleSmoothed(to.data(), sum.data(), from.data(), kFrames, &gain, 1e-3f);
     });
 }
-BENCHMARK(ScaleSmoothed)->DenseRange(0, 2);
+BENCHMARK(ScaleSmoothed)->DenseRange(0, 3);
 
 void AddFaded(benchmark::State& state)
 {
@@ -96,7 +96,7 @@ void AddFaded(benchmark::State& state)
     Measure(state, 0, kFrames,
             [&](const kernels::Table& table) { table.addFaded(to.data(), from.data(), kFrames, 0.0f, 0x1p-8f); });
 }
-BENCHMARK(AddFaded)->DenseRange(0, 2);
+BENCHMARK(AddFaded)->DenseRange(0, 3);
 
 void ScaleFaded(benchmark::State& state)
 {
@@ -116,7 +116,7 @@ void Network(benchmark::State& state)
     }
     Measure(state, 0, kFrames, [&](const kernels::Table& table) { table.advanceNetwork(run, kFrames, in.data()); });
 }
-BENCHMARK(Network)->DenseRange(0, 2);
+BENCHMARK(Network)->DenseRange(0, 3);
 
 void TwiddlePairs(benchmark::State& state)
 {
@@ -125,7 +125,7 @@ void TwiddlePairs(benchmark::State& state)
                                       1.0f,   0.25f,  &out[0],     &out[kBlock + 1]};
     Measure(state, 0, kBlock, [&](const kernels::Table& table) { table.twiddlePairs(pairs); });
 }
-BENCHMARK(TwiddlePairs)->DenseRange(0, 2);
+BENCHMARK(TwiddlePairs)->DenseRange(0, 3);
 
 void Deinterleave(benchmark::State& state)
 {
@@ -133,7 +133,7 @@ void Deinterleave(benchmark::State& state)
     Measure(state, 0, kBlock,
             [&](const kernels::Table& table) { table.deinterleave(kBlock, in.data(), even.data(), odd.data()); });
 }
-BENCHMARK(Deinterleave)->DenseRange(0, 2);
+BENCHMARK(Deinterleave)->DenseRange(0, 3);
 
 void Products(benchmark::State& state)
 {
@@ -143,7 +143,7 @@ void Products(benchmark::State& state)
         kBins, &in[0], &in[kRow], kRow, {{&filters[0], &sums[0]}, {&filters[2 * kRow], &sums[2 * kRow]}}};
     Measure(state, 0, kBins, [&](const kernels::Table& table) { table.addProducts(products); });
 }
-BENCHMARK(Products)->DenseRange(0, 2);
+BENCHMARK(Products)->DenseRange(0, 3);
 
 void PairProducts(benchmark::State& state)
 {
@@ -157,7 +157,7 @@ void PairProducts(benchmark::State& state)
         {{{&filters[0], &filters[4 * kRow]}, &sums[0]}, {{&filters[2 * kRow], &filters[6 * kRow]}, &sums[2 * kRow]}}};
     Measure(state, 0, kBins, [&](const kernels::Table& table) { table.addPairProducts(products); });
 }
-BENCHMARK(PairProducts)->DenseRange(0, 2);
+BENCHMARK(PairProducts)->DenseRange(0, 3);
 
 void Cascade(benchmark::State& state)
 {
@@ -166,7 +166,7 @@ void Cascade(benchmark::State& state)
     auto frames = Noise(2 * kFrames);
     Measure(state, 0, kFrames, [&](const kernels::Table& table) { table.runCascade(cascade, kFrames, frames.data()); });
 }
-BENCHMARK(Cascade)->DenseRange(0, 2);
+BENCHMARK(Cascade)->DenseRange(0, 3);
 
 } // namespace
 } // namespace kal

@@ -13,6 +13,7 @@ target_compile_options(kal_settings INTERFACE
 set(KAL_IS_X86 OFF)
 if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(i[3-6]86|x86_64|AMD64)$")
     set(KAL_IS_X86 ON)
+    set(KAL_AVX512 -mavx512f -mavx512vl -mavx512dq -mavx512bw -mfma -mprefer-vector-width=512) # what its kernels use
 endif()
 
 if(EMSCRIPTEN)

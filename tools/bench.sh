@@ -4,7 +4,7 @@
 # Pieces, all by default:
 #   scenes   whole blocks natively, beside another renderer   windows  the same in the 32-bit Windows build under Wine
 #   long     a scene of ten minutes                           narrow   further voices with the narrow kernels
-#   tables   narrow and wide kernels in the Windows build     busy     beside a load on every core, in both builds
+#   tables   narrow and wide kernels, in both builds          busy     beside a load on every core, in both builds
 #   waiting  a block that waits, in both builds               latency  from a call until it is heard, in both builds
 #   kernels  each kernel, natively
 # shellcheck disable=SC2086 # lists of words on purpose
@@ -37,9 +37,9 @@ run() {
     long) native kal_scene $sends --threads 1 --voices 256 --blocks 60000 $brief ;;
     narrow) native kal_scene $sends --kernels SSE2 --threads 1 --voices 2000,10000 $brief ;;
     tables)
-        for kernels in SSE2 AVX2 SSE2 AVX2; do
-            wine kal_scene $sends --kernels $kernels --threads 1 --voices 1,64,1000,2000 $brief
-        done
+        kernels=SSE2,AVX2
+        ! grep -qw avx512bw /proc/cpuinfo || kernels+=,AVX512
+        both kal_scene $sends --kernels $kernels --threads 1 --voices 1,64,256,1000,10000 $brief
         ;;
     busy) both kal_scene $sends --busy --voices 1,8,64,256,1000 --blocks 6000 $brief ;;
     waiting) both kal_waiting ;;

@@ -62,7 +62,7 @@ struct Cascade {
 };
 
 struct Table {
-    int numLanes; ///< frames that are processed together
+    int numLanes; ///< frames that runs come in multiples of
 
     /// Advances a reverb's network; `in` is its input. numFrames is a multiple of numLanes and no line is shorter than
     /// numLanes.

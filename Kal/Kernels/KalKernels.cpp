@@ -10,8 +10,10 @@ const Table& ActiveTable()
 {
     using qfft::cpu::InstructionSet;
     const InstructionSet set = qfft::cpu::ActiveInstructionSet();
-    if constexpr (platform::kHasWideLanes)
+    if constexpr (platform::kHasWideLanes) {
+        if (set == InstructionSet::Lanes16) return kLanes16Table;
         if (set == InstructionSet::Lanes8) return kLanes8Table;
+    }
     return set == InstructionSet::Generic ? kGenericTable : kLanes4Table;
 }
 

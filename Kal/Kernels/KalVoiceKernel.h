@@ -34,6 +34,14 @@ struct LaneTypes<Float8> {
 };
 #endif
 
+#ifdef __AVX512F__
+template<>
+struct LaneTypes<Float16> {
+    using Int = std::int32_t __attribute__((vector_size(64)));
+    static constexpr Float16 kIndex = {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15};
+};
+#endif
+
 inline float ElementScale(std::int16_t)
 {
     return kScale16;
@@ -187,7 +195,7 @@ inline V Powers(float x)
 {
     V powers;
     float power = 1.0f;
-#pragma GCC unroll 8
+#pragma GCC unroll 16
     for (int k = 0; k < kNumLanes<V>; ++k, power *= x) powers[k] = power;
     return powers;
 }
@@ -198,13 +206,13 @@ inline V StepResponse(float coef)
 {
     V response;
     float y = 0.0f;
-#pragma GCC unroll 8
+#pragma GCC unroll 16
     for (int k = 0; k < kNumLanes<V>; ++k) response[k] = y += (1.0f - y) * coef;
     return response;
 }
 
 /// y[n] = y[n-1] + coef (x[n] - y[n-1]) in place; *state is y before and after. Within a group of lanes the recursion
-/// is the sum over earlier inputs, made by doubling: after three steps lane k holds sum_j (1 - coef)^(k-j) coef x[j].
+/// is the sum over earlier inputs, made by doubling: after the last step lane k holds sum_j (1 - coef)^(k-j) coef x[j].
 /// What the carried y adds, y (1 - coef)^(k + 1), is taken as y less y times the answer to a step: a power just below 1
 /// would round too coarsely for the smallest coefficients.
 template<class V>
@@ -213,14 +221,15 @@ void Lowpass(float* frames, int numFrames, float coef, float* state)
     constexpr int kLanes = kNumLanes<V>;
     const float keep = 1.0f - coef;
     const V in = Broadcast<V>(coef), keep1 = Broadcast<V>(keep), keep2 = Broadcast<V>(keep * keep);
-    const V gone = StepResponse<V>(coef);
+    const V keep4 = keep2 * keep2, keep8 = keep4 * keep4, gone = StepResponse<V>(coef);
     float y = *state;
     int i = 0;
     for (; i + kLanes <= numFrames; i += kLanes) {
         V v = Load<V>(frames + i) * in;
         v += keep1 * ShiftedUp<1>(v);
         v += keep2 * ShiftedUp<2>(v);
-        if constexpr (kLanes == 8) v += (keep2 * keep2) * ShiftedUp<4>(v);
+        if constexpr (kLanes >= 8) v += keep4 * ShiftedUp<4>(v);
+        if constexpr (kLanes >= 16) v += keep8 * ShiftedUp<8>(v);
         const V carried = Broadcast<V>(y);
         v = carried + (v - gone * carried);
         Store(frames + i, v);

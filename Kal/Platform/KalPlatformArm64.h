@@ -9,9 +9,13 @@ inline constexpr const char* kTableNames[] = {"Generic", "NEON"};
 inline constexpr bool kHasWideLanes = false;
 
 /// [any]
-inline bool WideLanesPay()
+inline int WidestTable()
 {
-    return false;
+    return 1;
+}
+inline int FastestTable()
+{
+    return 1;
 }
 
 using FloatControl = std::uint64_t; ///< FPCR

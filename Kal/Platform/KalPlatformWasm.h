@@ -8,9 +8,13 @@ inline constexpr const char* kTableNames[] = {"Generic", "SIMD128"};
 inline constexpr bool kHasWideLanes = false;
 
 /// [any]
-inline bool WideLanesPay()
+inline int WidestTable()
 {
-    return false;
+    return 1;
+}
+inline int FastestTable()
+{
+    return 1;
 }
 
 struct FloatControl {

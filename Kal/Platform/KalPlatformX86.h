@@ -1,24 +1,42 @@
 #pragma once
 
+#include <cpuid.h>
 #include <cstdint>
 #include <xmmintrin.h>
 
 /// x86 with SSE2, 32 and 64 bits.
 namespace kal::platform {
 
-/// The tables of kernels, from narrow to wide: plain loops, four lanes and, where there are as many, eight.
-inline constexpr const char* kTableNames[] = {"Generic", "SSE2", "AVX2"};
-inline constexpr bool kHasWideLanes = true; ///< whether there is a third
+/// The tables of kernels, from narrow to wide: plain loops, four lanes and, where there are as many, eight and sixteen.
+inline constexpr const char* kTableNames[] = {"Generic", "SSE2", "AVX2", "AVX512"};
+inline constexpr bool kHasWideLanes = true; ///< whether there are more than two
 
-/// [any] Whether this processor should run the table of eight lanes. In 32-bit programs wide lanes have half the
-/// registers, and what lies between the kernels stays narrow code. There they pay on the makes of processor that were
-/// measured (docs/performance.md); on others the narrow table cannot lose.
-inline bool WideLanesPay()
+/// [any] The number of the widest table that can run here: the processor has its instructions, and the system saves its
+/// registers.
+inline int WidestTable()
 {
+    if (!__builtin_cpu_supports("avx2") || !__builtin_cpu_supports("fma")) return 1;
+    const bool has16 = __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512vl") &&
+                       __builtin_cpu_supports("avx512dq") && __builtin_cpu_supports("avx512bw");
+    return has16 ? 3 : 2;
+}
+
+/// [any] The number of the one that should. Wide tables may lose: instructions of sixteen lanes may be made of two of
+/// eight or slow down the clock; in 32-bit programs wide lanes have half the registers, and what lies between the
+/// kernels stays narrow code. So each is for the makes of processor that were measured (docs/performance.md): sixteen
+/// lanes for AMD's from family 26 on, eight in 32-bit programs for Intel's and AMD's.
+inline int FastestTable()
+{
+    unsigned signature = 0, unused = 0;
+    __get_cpuid(1, &signature, &unused, &unused, &unused);
+    const unsigned family = (signature >> 8 & 15) + (signature >> 20 & 255); // extended, as every new one is
+    const bool isAmd = __builtin_cpu_is("amd");
+    int bound = isAmd && family >= 26 ? 3 : 2;
 #ifdef __i386__
-    if (!__builtin_cpu_is("intel") && !__builtin_cpu_is("amd")) return false;
+    if (!isAmd && !__builtin_cpu_is("intel")) bound = 1;
 #endif
-    return __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma");
+    const int widest = WidestTable();
+    return widest < bound ? widest : bound;
 }
 
 /// How the thread's float arithmetic rounds, traps and treats denormals.

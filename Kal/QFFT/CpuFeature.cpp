@@ -9,7 +9,7 @@ namespace {
 
 std::atomic<InstructionSet>& Selection()
 {
-    static std::atomic<InstructionSet> selection = UsableInstructionSets().back();
+    static std::atomic<InstructionSet> selection = static_cast<InstructionSet>(kal::platform::FastestTable());
     return selection;
 }
 
@@ -27,8 +27,9 @@ const char* NameOf(InstructionSet set)
 
 std::vector<InstructionSet> UsableInstructionSets()
 {
-    std::vector<InstructionSet> sets = {InstructionSet::Generic, InstructionSet::Lanes4};
-    if (kal::platform::WideLanesPay()) sets.push_back(InstructionSet::Lanes8);
+    std::vector<InstructionSet> sets;
+    for (int table = 0; table <= kal::platform::WidestTable(); ++table)
+        sets.push_back(static_cast<InstructionSet>(table));
     return sets;
 }
 

@@ -29,9 +29,12 @@ AlignedVector<float> PackTwiddles(const Stage<float>& stage, unsigned lanes)
 /// The kernel for a stage of the widest instruction set up to `widest` that has one.
 SimdKernel FindKernelUpTo(cpu::InstructionSet widest, const Stage<float>& stage)
 {
-    if constexpr (kal::platform::kHasWideLanes)
+    if constexpr (kal::platform::kHasWideLanes) {
+        if (widest >= cpu::InstructionSet::Lanes16)
+            if (const SimdKernel found = FindLanes16Kernel(stage); found.kernel) return found;
         if (widest >= cpu::InstructionSet::Lanes8)
             if (const SimdKernel found = FindLanes8Kernel(stage); found.kernel) return found;
+    }
     return widest >= cpu::InstructionSet::Lanes4 ? FindKernel<Float4>(stage) : SimdKernel{};
 }
 

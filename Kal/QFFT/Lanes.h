@@ -5,7 +5,7 @@
 #endif
 
 /// [any] Several floats that pass through the same arithmetic, for kernels that are written once and compiled once for
-/// every instruction set. V is float, Float4 or Float8. All of it has internal linkage: a source compiled for a wide
+/// every instruction set. V is float or FloatN of N lanes. All of it has internal linkage: a source compiled for a wide
 /// instruction set must leave no inline function behind that the linker could choose for the rest of the program. For
 /// the same reason those sources call no inline function of the standard library.
 namespace qfft {
@@ -212,6 +212,82 @@ inline void StoreInterleaved(float* to, Float8 (&rows)[4])
     Store(to + 8, cd.first);
     Store(to + 16, ab.second);
     Store(to + 24, cd.second);
+}
+
+#endif
+
+#ifdef __AVX512F__
+
+using Float16 = float __attribute__((vector_size(64)));
+using Int16 = int __attribute__((vector_size(64)));
+
+/// Leaves out no lane. Of intrinsics without a mask GCC 12 warns, as of a variable that is not initialised.
+constexpr __mmask16 kAllLanes = 0xffff;
+
+inline Float16 MultiplyAdd(Float16 a, Float16 b, Float16 c)
+{
+    return _mm512_fmadd_ps(a, b, c);
+}
+
+inline Float16 MultiplySubtract(Float16 a, Float16 b, Float16 c)
+{
+    return _mm512_fmsub_ps(a, b, c);
+}
+
+inline Float16 Reversed(Float16 x)
+{
+    return __builtin_shufflevector(x, x, 15, 14, 13, 12, 11, 10, 9, 8, 7, 6, 5, 4, 3, 2, 1, 0);
+}
+
+template<int by>
+inline Float16 ShiftedUp(Float16 v)
+{
+    return reinterpret_cast<Float16>(
+        _mm512_maskz_alignr_epi32(kAllLanes, reinterpret_cast<__m512i>(v), _mm512_setzero_si512(), 16 - by));
+}
+
+inline Float16 Lesser(Float16 a, Float16 b)
+{
+    return _mm512_maskz_min_ps(kAllLanes, a, b);
+}
+
+inline Pair<Float16> Deinterleaved(Float16 a, Float16 b)
+{
+    return {__builtin_shufflevector(a, b, 0, 2, 4, 6, 8, 10, 12, 14, 16, 18, 20, 22, 24, 26, 28, 30),
+            __builtin_shufflevector(a, b, 1, 3, 5, 7, 9, 11, 13, 15, 17, 19, 21, 23, 25, 27, 29, 31)};
+}
+
+/// Two quarters of a, then two of b.
+template<int first, int second>
+inline Float16 Quarters(Float16 a, Float16 b)
+{
+    return _mm512_maskz_shuffle_f32x4(kAllLanes, a, b, 0x11 * (first + 4 * second));
+}
+
+/// Transposes each quarter of four rows.
+inline void TransposeQuarters(Float16* rows)
+{
+    const Float16 a = _mm512_maskz_unpacklo_ps(kAllLanes, rows[0], rows[1]);
+    const Float16 b = _mm512_maskz_unpacklo_ps(kAllLanes, rows[2], rows[3]);
+    const Float16 c = _mm512_maskz_unpackhi_ps(kAllLanes, rows[0], rows[1]);
+    const Float16 d = _mm512_maskz_unpackhi_ps(kAllLanes, rows[2], rows[3]);
+    rows[0] = _mm512_maskz_shuffle_ps(kAllLanes, a, b, 0x44);
+    rows[1] = _mm512_maskz_shuffle_ps(kAllLanes, a, b, 0xee);
+    rows[2] = _mm512_maskz_shuffle_ps(kAllLanes, c, d, 0x44);
+    rows[3] = _mm512_maskz_shuffle_ps(kAllLanes, c, d, 0xee);
+}
+
+template<unsigned stride>
+inline void StoreInterleaved(float* to, Float16 (&rows)[4])
+{
+    static_assert(stride == 1 || stride == 4);
+    if constexpr (stride == 1) TransposeQuarters(rows);
+    const Float16 a = Quarters<0, 1>(rows[0], rows[1]), b = Quarters<0, 1>(rows[2], rows[3]);
+    const Float16 c = Quarters<2, 3>(rows[0], rows[1]), d = Quarters<2, 3>(rows[2], rows[3]);
+    Store(to, Quarters<0, 2>(a, b));
+    Store(to + 16, Quarters<1, 3>(a, b));
+    Store(to + 32, Quarters<0, 2>(c, d));
+    Store(to + 48, Quarters<1, 3>(c, d));
 }
 
 #endif

@@ -21,13 +21,13 @@ namespace {
 using namespace scene;
 
 constexpr char kHelp[] =
-    R"(usage: kal_scene [--json] [--alone] [--busy] [--kernels Generic|SSE2|AVX2] [--threads N,N,...] [--voices N,N,...]
-                 [--motion static,moving,sends] [--blocks N]
+    R"(usage: kal_scene [--json] [--alone] [--busy] [--kernels Generic,SSE2,AVX2,AVX512] [--threads N,N,...]
+                 [--voices N,N,...] [--motion static,moving,sends] [--blocks N]
 
   --json     a line of JSON a case instead of a table
   --alone    without the other renderer, if one was built in
   --busy     beside one endless loop on every core, of the same priority; ends with the run
-  --kernels  one of the tables of kernels; default: the widest that this processor offers
+  --kernels  some of the tables of kernels; default: the one that should be the fastest here
   --threads  of one engine, the calling one included; default: 1,2
   --voices   default: 1,8,64,256,1000,2000,10000
   --motion   of the voices: none, around the listener, and with reverb sends; default: all
@@ -35,15 +35,16 @@ constexpr char kHelp[] =
 
 One line a case: the direction sides that were convolved, median, 99th percentile and worst block in microseconds, the
 median in per cent of the block's time, and "drift": the median of the last quarter of the blocks, relative to that of
-the first. All thread counts, and the other renderer up to 1000 voices, take turns of ten blocks, so that they see the
-same machine; then their ratios are printed. "marginal" is the cost of a further voice, in ns a frame, between the last
-two voice counts of a motion: from 1000 on every direction is in use, and it is the voices' alone.
+the first. All tables and thread counts, and the other renderer up to 1000 voices, take turns of ten blocks, so that
+they see the same machine; then their ratios are printed. "marginal" is the cost of a further voice, in ns a frame,
+between the last two voice counts of a motion: from 1000 on every direction is in use, and it is the voices' alone.
 )";
 
 struct Options {
     bool json = false;
     bool busy = false;
     bool alone = false;
+    std::vector<qfft::cpu::InstructionSet> kernels{qfft::cpu::ActiveInstructionSet()};
     std::vector<int> threads{1, 2};
     std::vector<int> voices{1, 8, 64, 256, 1000, 2000, 10000};
     std::vector<Motion> motions{Motion::Static, Motion::Moving, Motion::MovingWithSends};
@@ -84,10 +85,10 @@ std::vector<int> Numbers(const std::string& list)
     std::exit(2);
 }
 
-void SelectInstructionSet(const std::string& name)
+qfft::cpu::InstructionSet InstructionSetOf(const std::string& name)
 {
     for (const auto set : qfft::cpu::UsableInstructionSets())
-        if (name == qfft::cpu::NameOf(set)) return qfft::cpu::SelectInstructionSet(set);
+        if (name == qfft::cpu::NameOf(set)) return set;
     Usage("no such kernels on this processor");
 }
 
@@ -108,7 +109,8 @@ Options Parsed(int argc, char** argv)
         }
         if (++i == argc) Usage("an option lacks its value");
         if (option == "--kernels") {
-            SelectInstructionSet(argv[i]);
+            options.kernels.clear();
+            for (const auto& name : Split(argv[i])) options.kernels.push_back(InstructionSetOf(name));
         } else if (option == "--threads") {
             options.threads = Numbers(argv[i]);
         } else if (option == "--voices") {
@@ -177,6 +179,7 @@ void Report(const Options& options, const std::string& who, Motion motion, int t
 /// One renderer of a case, with caches of its own as in a game.
 struct Contender {
     std::string name;
+    qfft::cpu::InstructionSet kernels;
     int threads;
     std::unique_ptr<Renderer> renderer;
     Stopwatch stopwatch = {};
@@ -185,30 +188,36 @@ struct Contender {
 std::vector<Contender> Contenders(const Options& options, Motion motion, int voices)
 {
     std::vector<Contender> contenders;
-    for (const int threads : options.threads)
-        contenders.push_back({"kal", threads, MakeOwnRenderer(voices, motion, static_cast<unsigned>(threads))});
+    for (const auto kernels : options.kernels) {
+        qfft::cpu::SelectInstructionSet(kernels); // which transforms look at when they are planned
+        for (const int threads : options.threads)
+            contenders.push_back({qfft::cpu::NameOf(kernels), kernels, threads,
+                                  MakeOwnRenderer(voices, motion, static_cast<unsigned>(threads))});
+    }
 #ifdef KAL_BENCH_PEERS
     if (!options.alone && voices <= 1000)
-        if (auto peer = MakeOpenAlRenderer(voices, motion)) contenders.push_back({"openal", 1, std::move(peer)});
+        if (auto peer = MakeOpenAlRenderer(voices, motion)) contenders.push_back({"openal", {}, 1, std::move(peer)});
 #endif
     return contenders;
 }
 
-/// Returns the median for every number of threads.
+/// Returns the median for every table and number of threads.
 std::vector<double> RunCase(const Options& options, Motion motion, int voices)
 {
     std::vector<Contender> contenders = Contenders(options, motion, voices);
     constexpr int kTurn = 10;
     for (int first = 0; first < Stopwatch::kWarmUpBlocks + options.blocks; first += kTurn)
-        for (Contender& contender : contenders)
+        for (Contender& contender : contenders) {
+            qfft::cpu::SelectInstructionSet(contender.kernels);
             for (int block = first; block < first + kTurn; ++block)
                 contender.stopwatch.Time(*contender.renderer, block);
+        }
     std::vector<double> medians;
     Figures own{};
     for (Contender& contender : contenders) {
         const Figures figures = contender.stopwatch.Result();
         Report(options, contender.name, motion, contender.threads, voices, contender.renderer->ActiveSides(), figures);
-        if (contender.name == "kal") medians.push_back(figures.median);
+        if (contender.name != "openal") medians.push_back(figures.median);
         if (&contender == &contenders[0])
             own = figures;
         else if (!options.json)
@@ -224,10 +233,9 @@ int main(int argc, char** argv)
 {
     const Options options = Parsed(argc, argv);
     if (!options.json)
-        std::printf(
-            "kernels: %s; %d frames a block at %.0f Hz = %.1f us\n%-8s %-7s %7s %7s %6s %10s %10s %10s %8s %6s\n",
-            qfft::cpu::NameOf(qfft::cpu::ActiveInstructionSet()), kBlock, kRate, kBlockMicroseconds, "renderer",
-            "motion", "threads", "voices", "sides", "median us", "99 % us", "worst us", "per cent", "drift");
+        std::printf("%d frames a block at %.0f Hz = %.1f us\n%-8s %-7s %7s %7s %6s %10s %10s %10s %8s %6s\n", kBlock,
+                    kRate, kBlockMicroseconds, "kernels", "motion", "threads", "voices", "sides", "median us",
+                    "99 % us", "worst us", "per cent", "drift");
     std::optional<Load> load;
     if (options.busy) load.emplace();
     for (const Motion motion : options.motions) {
@@ -239,7 +247,8 @@ int main(int argc, char** argv)
         if (options.voices.size() < 2 || options.json) continue;
         const int further = options.voices.back() - options.voices[options.voices.size() - 2];
         for (std::size_t i = 0; i < last.size(); ++i)
-            std::printf("         marginal, %d threads: %.2f ns a voice-frame\n", options.threads[i],
-                        (last[i] - before[i]) * 1000.0 / further / kBlock);
+            std::printf("         marginal, %s, %d threads: %.2f ns a voice-frame\n",
+                        qfft::cpu::NameOf(options.kernels[i / options.threads.size()]),
+                        options.threads[i % options.threads.size()], (last[i] - before[i]) * 1000.0 / further / kBlock);
     }
 }

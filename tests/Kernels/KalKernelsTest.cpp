@@ -137,7 +137,7 @@ TEST_P(Kernels, InterpolateAtEveryStep)
 {
     const auto noise = test::Noise(4096, 3);
     for (const AudioFormat format : {AudioFormat::Unsigned8, AudioFormat::Signed16, AudioFormat::Float32})
-        for (const double step : {0.01, 0.9, 1.0, 48000.0 / 44100.0, 2.0, 2.1, kernels::kMaxStep})
+        for (const double step : {0.01, 0.9, 1.0, 48000.0 / 44100.0, 2.0, 2.1, 4.0, kernels::kMaxStep})
             for (const double x : {0.0, 1.0 - 0x1p-30, 2.0 - 0x1p-30, 100.7}) {
                 SCOPED_TRACE(testing::Message() << int(format) << " from " << x << " by " << step);
                 ForAll(table.numLanes, 100.0, [&](int n, int offset) {

@@ -63,7 +63,8 @@ class Includes(Tree):
 
 class Seams(Tree):
     LINES = ["#if defined(__SSE2__)", "#elif __aarch64__", "#ifdef __wasm_simd128__", "#include <xmmintrin.h>",
-             "    _mm_pause();", 'asm volatile("yield");', "#ifdef _WIN32", "if (__builtin_cpu_supports(\"avx2\")) f();",
+             "#include <cpuid.h>", "    _mm_pause();", 'asm volatile("yield");', "#ifdef _WIN32",
+             "if (__builtin_cpu_supports(\"avx2\")) f();",
              "#include <arm_neon.h>", "#ifndef __EMSCRIPTEN__", "#include <sys/resource.h>"]
 
     def check(self, source, *lines):

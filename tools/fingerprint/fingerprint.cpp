@@ -1,6 +1,6 @@
 // Shows that a change of the code changes no bit of the sound.
 //
-//     fingerprint [--programs N] [--seed S] [--table Generic|SSE2|AVX2] [--quick]
+//     fingerprint [--programs N] [--seed S] [--table Generic|SSE2|AVX2|AVX512] [--quick]
 //
 // Renders N random programs (300 by default; 30 with --quick), seeded S, S + 1, ... (1 by default), with each table of
 // kernels that this processor can run, and prints a line for each: table, seed, hash of all samples. Two builds whose

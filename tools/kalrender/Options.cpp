@@ -56,7 +56,7 @@ void Define(CLI::App& app, Options& o)
     app.add_option("-j,--jobs", o.numJobs, "Scenes rendered at a time")->type_name("N")->check(CLI::Range(1, 256));
     app.add_option("--hrtf", o.hrtf, "Head-related responses to use instead of those built in (.kalhrtfd)")
         ->type_name("FILE");
-    app.add_option("--kernels", o.kernels, "Instruction set of the inner loops: Generic, SSE2 or AVX2")
+    app.add_option("--kernels", o.kernels, "Instruction set of the inner loops: Generic, SSE2, AVX2 or AVX512")
         ->type_name("SET")
         ->check(CLI::IsMember(KernelNames()));
     app.add_flag("--stems", o.stems, "Also write each sound alone, to OUTPUT.NAME.wav or the like");

@@ -17,7 +17,7 @@ struct Options {
     unsigned numThreads = 1;
     unsigned numJobs = 1;
     std::string hrtf;    ///< a data set's file; empty: the one built in
-    std::string kernels; ///< name of an instruction set; empty: the widest
+    std::string kernels; ///< name of an instruction set; empty: the fastest
     std::string report, plot;
     bool stems = false, progress = false, quiet = false, play = false, watch = false;
 };

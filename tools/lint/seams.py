@@ -14,7 +14,7 @@ import sys
 LIBRARY = ("Kal/", "libkalmarble/", "web/engine/")
 
 PROCESSOR = (r"__(i386|x86_64|amd64|SSE\d?|arm|aarch64|ARM_\w+|wasm|EMSCRIPTEN|riscv|powerpc\w*|BYTE_ORDER)\w*\b|_M_\w+"
-             r"|<\w*mmintrin\.h>|<arm_\w+\.h>|<wasm_\w+\.h>|\b_mm_\w+|\bwasm_[a-z]\d+x\d+\w*|\b__builtin_(ia32|cpu)_\w+"
+             r"|<(cpuid|\w*mmintrin)\.h>|<arm_\w+\.h>|<wasm_\w+\.h>|\b_mm_\w+|\bwasm_[a-z]\d+x\d+\w*|\b__builtin_(ia32|cpu)_\w+"
              r"|\basm\b")
 WIDE_LANES = r"__(AVX|FMA)\w*|<immintrin\.h>|\b(_mm256|_mm512)_\w+"
 SYSTEM = r"_WIN(32|64)\b|__(linux|unix|APPLE|MINGW\w*|ELF|ANDROID)(__)?\b|_MSC_VER|<(windows|pthread|sched|unistd)\.h>|<sys/"
@@ -22,7 +22,7 @@ SYSTEM = r"_WIN(32|64)\b|__(linux|unix|APPLE|MINGW\w*|ELF|ANDROID)(__)?\b|_MSC_V
 # What each kind of place may do beside: where it is, and what it may ask or speak to. The first that fits holds.
 PLACES = [
     (r"Kal/Platform/", [PROCESSOR, SYSTEM]),
-    (r"Kal/QFFT/Lanes\.h|Kal/Kernels/Kal(Voice|Filter)Kernel\.h", [WIDE_LANES, r"\b_mm_load\w+"]),  # what their source is for
+    (r"Kal/QFFT/Lanes\.h|Kal/Kernels/Kal(Voice|Filter|Resample)Kernel(16)?\.h", [WIDE_LANES, r"\b_mm_load\w+"]),  # what their source is for
     (r"Kal/Base/KalLock\.h", [SYSTEM]),             # chooses one of the following
     (r"(Kal|libkalmarble)/(.*/)?\w+(Windows|Posix)\.(h|cpp)", [SYSTEM]),
     (r"libkalmarble/windows/", [SYSTEM, PROCESSOR]),

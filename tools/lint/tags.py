@@ -20,7 +20,7 @@ from clang.cindex import AccessSpecifier, Config, CursorKind, Index
 
 Config.set_library_file("libclang-14.so.1")
 
-OPTIONS = ["-std=c++20", "-I.", "-Iinclude", "-mavx2", "-mfma"]  # the widest kernels' headers, too
+OPTIONS = ["-std=c++20", "-I.", "-Iinclude", "-mavx512f", "-mavx512vl", "-mavx512dq", "-mavx512bw"]  # the widest kernels' headers, too
 TAG = re.compile(r"\[(control|audio|background|render|any)\]")
 GETTER = re.compile(r"const (noexcept )?\{ return [\w.]+(\[\w+\])?; \}$")
 DEFAULTED = re.compile(r"= (default|delete);")
