@@ -19,8 +19,8 @@ TEST(Compressor, ScalesPeaksOfEitherSideAndReturnsWithinASecond)
             SCOPED_TRACE(testing::Message() << rate << " Hz, blocks of " << block);
             const auto second = static_cast<std::size_t>(rate);
             std::vector<float> frames(4 * second, 0.25f);
-            frames[200] = -4.0f; // left by four, right by two
-            frames[201] = 2.0f;
+            frames[200] = -1.25f; // from rest
+            frames[201] = 0.625f;
             frames[2 * second + 1] = 3.0f; // right alone, when the gain is almost back
             frames[2 * second + 200] = std::numeric_limits<float>::quiet_NaN();
             Compressor limiter(rate);
@@ -32,7 +32,7 @@ TEST(Compressor, ScalesPeaksOfEitherSideAndReturnsWithinASecond)
             EXPECT_EQ(frames[199], 0.25f);
             EXPECT_NEAR(frames[200], -1.0, 1e-6);
             EXPECT_NEAR(frames[201], 0.5, 1e-6);
-            double gain = 0.25;
+            double gain = 0.8;
             std::size_t since = 100;
             for (std::size_t i = 101; i < 2 * second; ++i) {
                 const double now = 1.0 - (1.0 - gain) * std::exp(-static_cast<double>(i - since) / rate);

@@ -176,6 +176,10 @@ TEST(SendNetwork, FallsSilentAfterTheWholeTailAndWakesUnchanged)
     EXPECT_EQ(PeakOf(tail, tail.size() - 8000, tail.size()), 0.0f);
     const auto send = Burst(100, 10000);
     EXPECT_GT(SignalToErrorDb(Rendered(used, room, send).mix, Rendered(fresh, room, send).mix), 100.0);
+
+    for (ReverbSetting& setting : room) setting.preDelay = 0.9f; // what waits there is no silence
+    SendNetwork late(48000);
+    EXPECT_GT(PeakOf(Rendered(late, room, Burst(100, 48000)).mix, 96000, 96200), 0.01f);
 }
 
 // Bad samples count as 0, wherever they stand.
