@@ -53,13 +53,13 @@ export class HeadPanel {
 
     // In the colour that each sound has in the views.
     #light(/** @type {Meters} */ { measured }) {
-        const { sounds } = this.model.scene;
-        const hues = new Map(sounds.map(({ name }, index) => [name, hue(index)]));
-        const lit = measured.map((direction) => ({
-            ...direction,
-            hue: hues.get(this.audio.soundOf(direction.voice) ?? '') ?? hue(0),
-        }));
-        this.sphere.light(this.audio.kind === 'engine' ? lit : []);
+        const { audio, model } = this;
+        const hues = new Map(model.scene.sounds.map(({ name }, index) => [name, hue(index)]));
+        const lit = measured.flatMap(({ voice, azimuth, elevation }) => {
+            const name = audio.soundOf(voice) ?? '';
+            return model.isHeard(name) ? [{ azimuth, elevation, hue: hues.get(name) ?? hue(0) }] : [];
+        });
+        this.sphere.light(audio.kind === 'engine' ? lit : []);
     }
 
     #show(/** @type {string | null} */ name) {

@@ -15,6 +15,7 @@ const steps = {
     PageUp: [0, 1, 0],
     PageDown: [0, -1, 0],
 };
+const mostNames = 24; // that are written beside their sounds
 const stride = (/** @type {KeyboardEvent} */ event) => (event.shiftKey ? 1 : 0.25); // m
 
 /** The stage from above: right is right, up is ahead of a listener who is not turned. */
@@ -59,6 +60,7 @@ export class TopView {
         place(this.handle, { 'aria-valuenow': Math.round(this.map.heading() % 360) });
         this.#drawPaths();
         this.#match(sounds);
+        this.root.classList.toggle('crowded', sounds.length > mostNames);
         const isTimeToSpeak = isEdited || performance.now() - this.#spoken > 500;
         if (isTimeToSpeak) this.#spoken = performance.now();
         sounds.forEach((each, index) => this.#drawSound(each, index, isTimeToSpeak));
