@@ -104,7 +104,7 @@ void ScaleFaded(benchmark::State& state)
     Measure(state, 0, kFrames,
             [&](const kernels::Table& table) { table.scaleFaded(to.data(), from.data(), kFrames, 0.0f, 0x1p-8f); });
 }
-BENCHMARK(ScaleFaded)->DenseRange(0, 2);
+BENCHMARK(ScaleFaded)->DenseRange(0, 3);
 
 void Network(benchmark::State& state)
 {
