@@ -196,14 +196,18 @@ test('a context that is suspended goes on, and what is closed says so', async ()
     assert.deepEqual(told, [50, true, closed, closed, closed, closed]);
 });
 
-// An instruction that traps stands in for one of the module's functions.
+// An instruction that traps stands in for one of the module's functions, once a voice is told to seek.
 const TRAP = [0, 97, 115, 109, 1, 0, 0, 0, 1, 4, 1, 96, 0, 0, 3, 2, 1, 0, 7, 5, 1, 1, 116, 0, 0, 10, 5, 1, 3, 0, 0, 11];
-for (const name of ['seek', 'report']) {
-    test(`an engine that traps in '${name}' says so, is silent, and another one sounds`, async () => {
-        const trap = `new WebAssembly.Instance(new WebAssembly.Module(new Uint8Array([${TRAP}]))).exports.t`;
+const trap = `new WebAssembly.Instance(new WebAssembly.Module(new Uint8Array([${TRAP}]))).exports.t()`;
+const ILL = {
+    'a call': `seek: () => ${trap}`,
+    rendering: `seek: () => (this.isIll = true), report: () => (this.isIll ? ${trap} : instance.exports.report())`,
+};
+for (const [what, functions] of Object.entries(ILL)) {
+    test(`an engine that traps in ${what} says so, is silent, and another one sounds`, async () => {
         const illServer = await serve({
             '/kalmarble/engine.js': (text) =>
-                text.replace('= instance.exports;', `= { ...instance.exports, ${name}: ${trap} };`),
+                text.replace('= instance.exports;', `= { ...instance.exports, ${functions} };`),
         });
         const ill = await openPage(browser, illServer);
         const told = await ill.evaluate(async () => {

@@ -78,7 +78,7 @@ test('a user installs it, type-checks against it and follows the README', async 
     }
 });
 
-test('what a quantum costs', async (t) => {
+test('what a quantum and a start cost', async (t) => {
     const server = await serve();
     const browser = await launch();
     try {
@@ -87,6 +87,8 @@ test('what a quantum costs', async (t) => {
             const micros = await page.evaluate(async (count) => (await import('/tests/cost.js')).cost(count), voices);
             t.diagnostic(`${voices} moving voices with sends: ${micros.toFixed(0)} us of a quantum's 2667`);
         }
+        const { parts, underruns } = await page.evaluate(async () => (await import('/tests/cost.js')).start());
+        t.diagnostic(`start, in ms: ${JSON.stringify(parts)}, then ${underruns} underruns`);
     } finally {
         await browser.close();
         server.close();

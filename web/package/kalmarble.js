@@ -220,8 +220,8 @@ class Kal extends EventTarget {
     }
 
     close() {
-        if (!this.#over) this.#ask({ ask: 'close' }).catch(() => {});
         this.#end(CLOSED);
+        this.output.port.postMessage({ ask: 'close', ticket: this.#nextTicket++ });
         this.output.disconnect();
     }
 
