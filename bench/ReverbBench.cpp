@@ -95,7 +95,7 @@ void ReverbByBlock(benchmark::State& state)
     }
     SetPerFrame(state);
 }
-BENCHMARK(ReverbByBlock)->DenseRange(0, 2);
+BENCHMARK(ReverbByBlock)->DenseRange(0, 3);
 
 void DiffusersBlock(benchmark::State& state)
 {
@@ -130,7 +130,7 @@ void SendNetworkBlock(benchmark::State& state)
     NoiseBlocks noise(kBlock, 1.0);
     RenderNetwork(state, network, noise);
 }
-BENCHMARK(SendNetworkBlock)->DenseRange(0, 2);
+BENCHMARK(SendNetworkBlock)->DenseRange(0, 3);
 
 /// Long after the last sound.
 void SendNetworkAsleep(benchmark::State& state)
