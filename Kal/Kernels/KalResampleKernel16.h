@@ -32,8 +32,8 @@ inline Neighbours<Float16> PairNumbers(std::int16_t, Int16 pairs)
     return {__builtin_convertvector((pairs << 16) >> 16, Float16), __builtin_convertvector(pairs >> 16, Float16)};
 }
 
-/// How many elements from a group's first one on are loaded, where none of its positions lies 16 `windows` - 1 or more
-/// beyond that.
+/// How many elements from a group's first one on are loaded. None of its positions lies more than 16 `windows` - 1
+/// beyond that, and one that lies there, by rounding, takes nothing of its second neighbour.
 template<class Element, int windows>
 inline constexpr int kElementsRead = 16 * windows;
 template<int windows>
@@ -68,13 +68,12 @@ inline int ResampleSixteens(const Element* data, double x, double step, int numF
     using V = Float16;
     const V scale = Broadcast<V>(ElementScale(Element{}));
     const V steps = LaneTypes<V>::kIndex * static_cast<float>(step);
-    const V last = Broadcast<V>((16 * windows - 1) * 0x1.fffffep-1f); // rounding must not leave the elements
     constexpr int kBehind = kElementsRead<Element, windows> - 1 - kernels::kResampleMargin;
     int done = 0;
     for (; done + 16 <= numFrames && (numFrames - 1 - done) * step >= kBehind; done += 16) {
         const double first = x + done * step;
         const auto whole = static_cast<std::int32_t>(first);
-        const V u = Lesser(Broadcast<V>(static_cast<float>(first - whole)) + steps, last);
+        const V u = Broadcast<V>(static_cast<float>(first - whole)) + steps; // at most 31 or 61
         const Int16 i = __builtin_convertvector(u, Int16);
         const V t = u - __builtin_convertvector(i, V);
         const Neighbours<V> s = PermutedNeighbours<windows>(data + whole, i);

@@ -246,11 +246,6 @@ inline Float16 ShiftedUp(Float16 v)
         _mm512_maskz_alignr_epi32(kAllLanes, reinterpret_cast<__m512i>(v), _mm512_setzero_si512(), 16 - by));
 }
 
-inline Float16 Lesser(Float16 a, Float16 b)
-{
-    return _mm512_maskz_min_ps(kAllLanes, a, b);
-}
-
 inline Pair<Float16> Deinterleaved(Float16 a, Float16 b)
 {
     return {__builtin_shufflevector(a, b, 0, 2, 4, 6, 8, 10, 12, 14, 16, 18, 20, 22, 24, 26, 28, 30),
