@@ -79,10 +79,12 @@ test: ## runs every test natively and, under Wine, on both Windows builds
 	@$(call test,win32-release)
 	@$(call test,win64-release)
 
-ports: ## runs the units' tests on 64-bit ARM, in an emulator, and as WebAssembly
-	$(need) aarch64 wasm tests
+ports: ## runs the units' tests on 64-bit ARM, in an emulator, and as WebAssembly, which is to sound as it does natively
+	$(need) linux aarch64 wasm tests
 	@$(call test,aarch64-release)
 	@$(call test,wasm-release)
+	@$(call make,linux-release,fingerprint)
+	@tools/fingerprint/alike.sh
 
 test-stage: ## checks the JavaScript of web/ and tests the engine and its package in Debian's Chromium
 	$(need) linux wasm browser tests kalrender
