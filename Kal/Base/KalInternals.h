@@ -20,6 +20,15 @@ constexpr To BitCast(const From& from)
     return __builtin_bit_cast(To, from);
 }
 
+/// [any] The greatest power of two that is not above x, which is positive and not denormal. In a vector register:
+/// 32-bit programs would take an integer of as many bits apart, and wait until it is whole again.
+inline double PowerOfTwoUpTo(double x)
+{
+    using Numbers = double __attribute__((vector_size(16)));
+    using Bits = std::int64_t __attribute__((vector_size(16)));
+    return BitCast<Numbers>(BitCast<Bits>(Numbers{x}) & Bits{0x7ff0000000000000})[0];
+}
+
 /// [any] x truncated toward zero and kept within what 32 bits hold; NaN gives 0. A plain conversion of such a value
 /// would be undefined.
 inline std::int32_t SaturatedToInt32(double x)

@@ -62,7 +62,7 @@ struct Cascade {
 };
 
 struct Table {
-    int numLanes; ///< frames that runs come in multiples of
+    int numLanes; ///< frames that runs come in multiples of, a power of two
 
     /// Advances a reverb's network; `in` is its input. numFrames is a multiple of numLanes and no line is shorter than
     /// numLanes.

@@ -99,7 +99,7 @@ private:
         if (!(head.Step() > 0.0 && head.Step() <= kernels::kMaxStep)) return 0;
         const kernels::Table& table = kernels::ActiveTable();
         const auto run = head.KernelRun(wanted, sampler.KernelEnd());
-        const int frames = run.frames - run.frames % table.numLanes;
+        const int frames = run.frames & -table.numLanes;
         if (frames <= 0) return 0;
         table.resample[static_cast<int>(Sampler::kFormat)](sampler.Data(), head.Position(), run.step, frames, out);
         head.Skip(frames, run.step);

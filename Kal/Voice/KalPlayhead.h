@@ -5,7 +5,7 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdint>
+#include <limits>
 
 namespace kal {
 
@@ -68,15 +68,14 @@ public:
     /// position is.
     Run KernelRun(int wanted, double limit) const
     {
-        if (!(x >= 0.0 && x < limit)) return {};
+        if (!(x >= std::numeric_limits<double>::min() && x < limit))
+            return {}; // at 0 every step leads to another power
         if (looped && reachedLoopStart && x < loopStart) return {};
         const double second = x + step;
         const double rounded = second - x;
         if ((second + step) - second != rounded) return {};
 
-        constexpr std::uint64_t kExponentBits = 0x7ff0000000000000, kOneExponent = 0x0010000000000000;
-        const auto nextPower = BitCast<double>((BitCast<std::uint64_t>(x) & kExponentBits) + kOneExponent);
-        const double bound = std::min(limit, nextPower);
+        const double bound = std::min(limit, 2.0 * PowerOfTwoUpTo(x));
         // Both sides are whole numbers of units below 2^53, so that the quotient never rounds up to a whole number.
         const double fitting = (bound - x) / rounded;
         const int frames = fitting < wanted ? static_cast<int>(fitting) : wanted;
