@@ -29,6 +29,8 @@ if(CMAKE_SYSTEM_PROCESSOR STREQUAL "i686")
     # may be aligned to four bytes only. The oldest processor is not the one to be fast on: for it, the compiler would
     # make every unaligned load of two halves.
     target_compile_options(kal_settings INTERFACE -march=pentium4 -mtune=generic -mfpmath=sse -mstackrealign)
+    # With eight registers, wide kernels lose most by what GCC moves to the stack to have it earlier.
+    set(KAL_WIDE_OPTIONS -flive-range-shrinkage)
 endif()
 
 if(WIN32 AND CMAKE_SYSTEM_PROCESSOR STREQUAL "x86_64")
