@@ -1,7 +1,8 @@
-// The room's fixed cost: the time of a 512-frame block and of one of its frames.
+// The fixed cost of room and master: the time of a 512-frame block and of one of its frames.
 
 #include "Kal/Base/KalFlushToZero.h"
 #include "Kal/Base/KalInternals.h"
+#include "Kal/Master/KalCompressor.h"
 #include "Kal/Master/KalEqualizer.h"
 #include "Kal/Master/KalLowBand.h"
 #include "Kal/QFFT/CpuFeature.h"
@@ -171,6 +172,21 @@ void LowBandBlock(benchmark::State& state)
     SetPerFrame(state);
 }
 BENCHMARK(LowBandBlock);
+
+/// At rest, as most of the time.
+void LimiterBlock(benchmark::State& state)
+{
+    Compressor limiter(kRate);
+    NoiseBlocks noise(2 * kBlock, 0.5);
+    std::vector<float> mix(2 * kBlock);
+    for (auto _ : state) {
+        std::copy_n(noise.Next(), 2 * kBlock, mix.data());
+        limiter.Process(mix.data(), kBlock);
+        benchmark::ClobberMemory();
+    }
+    SetPerFrame(state);
+}
+BENCHMARK(LimiterBlock);
 
 } // namespace
 } // namespace kal

@@ -93,12 +93,20 @@ inline float LastingOrZero(float x)
 }
 
 /// [any] The largest magnitude among n samples; infinity when one of them is not a number. Compares bit patterns, which
-/// order magnitudes as numbers do and NaN above all, so that compilers make a vector loop of it.
+/// order magnitudes as numbers do and NaN above all, so that compilers make a vector loop of it: of several peaks,
+/// which do not wait for one another.
 inline float Peak(std::size_t n, const float* x)
 {
-    std::int32_t peak = 0;
-    for (std::size_t i = 0; i < n; ++i) peak = std::max(peak, BitCast<std::int32_t>(x[i]) & 0x7fffffff);
-    return BitCast<float>(std::min(peak, 0x7f800000));
+    constexpr std::size_t kPeaks = 16;
+    std::int32_t peaks[kPeaks] = {};
+    const auto raise = [&](std::int32_t& peak, float sample) {
+        peak = std::max(peak, BitCast<std::int32_t>(sample) & 0x7fffffff);
+    };
+    const std::size_t rest = n % kPeaks;
+    for (std::size_t i = 0; i < n - rest; i += kPeaks)
+        for (std::size_t k = 0; k < kPeaks; ++k) raise(peaks[k], x[i + k]);
+    for (std::size_t k = 0; k < rest; ++k) raise(peaks[k], x[n - rest + k]);
+    return BitCast<float>(std::min(*std::max_element(peaks, peaks + kPeaks), 0x7f800000));
 }
 
 } // namespace kal
