@@ -48,20 +48,6 @@ void ExactDelayLine::Process(unsigned numFrames, const float* in, float* out)
     }
 }
 
-void ReverbDelayLine::Lengthen(int frames)
-{
-    std::rotate(ring.begin(), ring.begin() + writeIndex, ring.begin() + length);
-    std::fill(ring.begin() + length, ring.begin() + frames, 0.0f);
-    writeIndex = length < frames ? length : 0;
-    length = frames;
-    RepeatFirst(0, kLongestRun);
-}
-
-void ReverbDelayLine::RepeatFirst(int first, int frames)
-{
-    if (first < kLongestRun) std::copy_n(&ring[first], std::min(frames, kLongestRun - first), &ring[length + first]);
-}
-
 LinearDelayLine::LinearDelayLine(float requestedDelay, float maxDelay) : DelayRing(maxDelay, 1)
 {
     SetDelay(requestedDelay);

@@ -64,17 +64,21 @@ public:
     void Process(unsigned numFrames, const float* in, float* out);
 };
 
-/// Delay of one of a reverb's lines, by a whole number of frames. Frames are read before the frame of the same time is
-/// written, so a delay of d lags by d frames. There is room for `size` frames, of which a ring takes as many as it has
-/// to keep: what goes around stays in the caches.
+/// Delay of one of a reverb's lines, by a whole number of frames: a fixed ring whose length, a power of two, makes
+/// wrapping a mask. Frames are read before the frame of the same time is written, so a delay of d lags by d frames.
 class ReverbDelayLine {
 public:
-    static constexpr int size = 32768;      ///< frames; the longest delay
-    static constexpr int kLongestRun = 256; ///< frames that can be read at once wherever the ring wraps
-    static constexpr int kLeastLength = 1024;
+    static constexpr int size = 32768; ///< frames; the longest delay
 
-    /// [render] Moves the reading point; what is in the ring stays. Asserts "this->delay > 0" and "this->delay <=
-    /// size".
+    /// [control] Asserts "this->delay > 0" and "this->delay <= size".
+    /// @param initialDelay frames; the delay is one more than its whole part
+    /// @param firstIndex where writing starts, 0 ... size - 1; of no effect on the sound
+    ReverbDelayLine(float initialDelay, int firstIndex) : writeIndex(firstIndex)
+    {
+        SetDelay(SaturatedFloor(initialDelay) + 1);
+    }
+
+    /// [render] Moves the reading point; what is in the ring stays. Asserts as the constructor does.
     void SetDelay(int frames)
     {
         delay = frames;
@@ -84,40 +88,28 @@ public:
 
     int Delay() const { return delay; }
 
-    /// [render] Keeps the last `frames` from now on, Length() ... size: no less than the delay. What is in the ring
-    /// stays; what it no longer held counts as silence.
-    void Lengthen(int frames);
-
-    int Length() const { return length; }
-
     /// [render] The delayed frame; comes before the Write of the same time.
-    float Read() const { return *ReadPointer(); }
+    float Read() const { return ring[ReadIndex()]; }
 
     /// [render] Puts a frame in and goes on to the next.
     void Write(float x)
     {
-        *WritePointer() = x;
+        ring[writeIndex] = x;
         Advance(1);
     }
 
-    /// [render] The next frames to read and to write, for loops over many frames, which end with Advance(): at most
-    /// kLongestRun and FramesToWrap(), nor more than the delay while it reaches across the wrap.
-    const float* ReadPointer() const { return &ring[writeIndex - delay + (ReachesAcrossWrap() ? length : 0)]; }
+    /// [render] The next frames to read and to write, for FramesToWrap() frames: for loops over many frames, which end
+    /// with Advance().
+    const float* ReadPointer() const { return &ring[ReadIndex()]; }
     float* WritePointer() { return &ring[writeIndex]; }
-    int FramesToWrap() const { return length - writeIndex; }
-    bool ReachesAcrossWrap() const { return writeIndex < delay; }
-    void Advance(int frames)
-    {
-        RepeatFirst(writeIndex, frames);
-        writeIndex += frames;
-        if (writeIndex == length) writeIndex = 0;
-    }
+    int FramesToWrap() const { return size - std::max(writeIndex, ReadIndex()); }
+    void Advance(int frames) { writeIndex = (writeIndex + frames) & (size - 1); }
 
-    /// [render] The largest magnitude among the last `frames` written, 0 ... Length().
+    /// [render] The largest magnitude among the last `frames` written, 0 ... size.
     float WrittenPeak(int frames) const
     {
         const int early = std::max(frames - writeIndex, 0); // those before the wrap
-        return std::max(Peak(static_cast<std::size_t>(early), ring.data() + length - early),
+        return std::max(Peak(static_cast<std::size_t>(early), ring.data() + size - early),
                         Peak(static_cast<std::size_t>(frames - early), ring.data() + writeIndex - (frames - early)));
     }
 
@@ -125,12 +117,11 @@ public:
     void Mute() { ring.fill(0.0f); }
 
 private:
-    void RepeatFirst(int first, int frames);
+    int ReadIndex() const { return (writeIndex - delay) & (size - 1); }
 
-    alignas(64) std::array<float, size + kLongestRun> ring{}; ///< behind the frames kept, the first of them once more
-    int length = kLeastLength;                                ///< frames that are kept
-    int writeIndex = 0;
-    int delay = 1;
+    std::array<float, size> ring{};
+    int writeIndex;
+    int delay;
 };
 
 // The two fractional lines take no part in the engine and are kept on purpose.

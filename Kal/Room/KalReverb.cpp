@@ -13,8 +13,9 @@ namespace kal {
 
 namespace {
 
-// Lengths of rings are multiples of a cache line, so that runs that begin at one end at one.
-constexpr int kRingUnit = 16;
+// Sixteen writes a frame to the same index of rings of 128 KB would all fall into one cache set: each ring begins four
+// cache lines further on.
+constexpr int kIndexStagger = 64;
 
 // Below this damping the output stage, which divides by it, would no longer be finite. Reached only by decay times so
 // short that nothing goes around.
@@ -56,15 +57,17 @@ float LineRatio(float delayRange)
 
 } // namespace
 
-Reverb::Reverb(double rate, float firstSize, float firstDelayRange)
-    : delayLines(std::make_unique<Lines>()),
-      size(firstSize),
-      delayRange(firstDelayRange),
-      samplingRate(static_cast<float>(rate)),
-      hfReference(samplingRate * 0.1f)
+Reverb::Reverb(double rate) : samplingRate(static_cast<float>(rate)), hfReference(samplingRate * 0.1f)
 {
     KAL_ASSERT("Kal/KalReverb", samplingRate >= 0.0);
     KAL_ASSERT("Kal/KalReverb", !std::isnan(samplingRate));
+    float provisional = 0.01f * samplingRate;
+    int firstIndex = 0;
+    for (auto& line : delayLines) {
+        line = std::make_unique<Line>(provisional, firstIndex);
+        provisional *= 1.09f;
+        firstIndex += kIndexStagger;
+    }
     Update();
 }
 
@@ -132,10 +135,7 @@ void Reverb::Update()
     changed = false;
 
     const auto delays = LineDelays(size, delayRange, samplingRate);
-    for (int k = 0; k < kNumLines; ++k) (*delayLines)[k].SetDelay(delays[k]);
-    const int kept = (delays.back() + kRingUnit - 1) / kRingUnit * kRingUnit;
-    for (Line& line : *delayLines)
-        if (kept > line.Length()) line.Lengthen(kept);
+    for (int k = 0; k < kNumLines; ++k) delayLines[k]->SetDelay(delays[k]);
 
     const float decay = std::exp(std::pow(LineRatio(delayRange), 8.0f) * size * (-13.8155f / rt60) * 0.5f);
     feedbackGain = NormalOrZero(decay * 0.25f);
@@ -165,13 +165,13 @@ void Reverb::Update()
 std::array<float, Reverb::kNumTaps> Reverb::ProcessSample(float x)
 {
     std::array<float, kNumLines> v;
-    for (int k = 0; k < kNumLines; ++k) v[k] = (*delayLines)[k].Read();
+    for (int k = 0; k < kNumLines; ++k) v[k] = delayLines[k]->Read();
     Hadamard16(v.data());
     const float gain = feedbackGain * lpfCoef, rest = 1.0f - lpfCoef;
     for (int k = 0; k < kNumLines; ++k) v[k] = dampState[k] = dampState[k] * rest + v[k] * gain;
     v[0] += x;
     v[2] -= x;
-    for (int k = 0; k < kNumLines; ++k) (*delayLines)[k].Write(v[k]);
+    for (int k = 0; k < kNumLines; ++k) delayLines[k]->Write(v[k]);
 
     std::array<float, kNumTaps> out;
     for (int k = 0; k < kNumTaps; ++k) {
@@ -204,14 +204,12 @@ void Reverb::Process(unsigned numFrames, const float* in, int firstTap, int seco
     }
 }
 
-/// How many frames, a multiple of numLanes, can be advanced at once.
+/// How many frames, a multiple of numLanes, can be advanced before a line wraps.
 int Reverb::RunLength(unsigned numFrames, int numLanes) const
 {
-    const Line &shortest = delayLines->front(), &longest = delayLines->back();
-    if (shortest.Delay() < numLanes) return 0;
-    const int most = longest.ReachesAcrossWrap() ? std::min(shortest.Delay(), Line::kLongestRun) : Line::kLongestRun;
-    const int run =
-        std::min({static_cast<int>(std::min<unsigned>(numFrames, Line::size)), longest.FramesToWrap(), most});
+    if (delayLines[0]->Delay() < numLanes) return 0; // the shortest one
+    int run = static_cast<int>(std::min<unsigned>(numFrames, Line::size));
+    for (const auto& line : delayLines) run = std::min(run, line->FramesToWrap());
     return run - run % numLanes;
 }
 
@@ -219,8 +217,8 @@ void Reverb::AdvanceRun(int numFrames, const float* in)
 {
     kernels::NetworkRun run;
     for (int k = 0; k < kNumLines; ++k) {
-        run.read[k] = (*delayLines)[k].ReadPointer();
-        run.write[k] = (*delayLines)[k].WritePointer();
+        run.read[k] = delayLines[k]->ReadPointer();
+        run.write[k] = delayLines[k]->WritePointer();
         run.dampState[k] = dampState[k];
     }
     run.feedbackGain = feedbackGain;
@@ -232,21 +230,21 @@ void Reverb::AdvanceRun(int numFrames, const float* in)
 /// A tap of the run that stands in the lines but has not been finished.
 void Reverb::OutputTap(int tap, int numFrames, float* out) const
 {
-    const float* w = (*delayLines)[tap].WritePointer();
+    const float* w = delayLines[tap]->WritePointer();
     out[0] = (w[0] - outA * outPrev[tap]) * outB;
     for (int i = 1; i < numFrames; ++i) out[i] = (w[i] - outA * w[i - 1]) * outB;
 }
 
 void Reverb::FinishRun(int numFrames)
 {
-    for (int k = 0; k < kNumTaps; ++k) outPrev[k] = (*delayLines)[k].WritePointer()[numFrames - 1];
-    for (Line& line : *delayLines) line.Advance(numFrames);
+    for (int k = 0; k < kNumTaps; ++k) outPrev[k] = delayLines[k]->WritePointer()[numFrames - 1];
+    for (auto& line : delayLines) line->Advance(numFrames);
 }
 
 float Reverb::WrittenPeak(unsigned frames) const
 {
     float peak = 0.0f;
-    for (const Line& line : *delayLines) peak = std::max(peak, line.WrittenPeak(static_cast<int>(frames)));
+    for (const auto& line : delayLines) peak = std::max(peak, line->WrittenPeak(static_cast<int>(frames)));
     return peak;
 }
 
@@ -270,7 +268,7 @@ bool Reverb::IsFinite() const
 
 void Reverb::Mute()
 {
-    for (Line& line : *delayLines) line.Mute();
+    for (auto& line : delayLines) line->Mute();
     dampState.fill(0.0f);
     outPrev.fill(0.0f);
 }

@@ -19,10 +19,9 @@ public:
     static constexpr float kDefaultSize = 0.07f;
     static constexpr float kDefaultDelayRange = 0.5f;
 
-    /// [control] Silent reverb, with the defaults for what is not given. Its lines keep what these two ask for: when
-    /// they are lengthened later, what went through them before counts as silence.
-    /// Asserts "samplingRate >= 0.0", "!std::isnan(samplingRate)" and that Fits() holds.
-    explicit Reverb(double samplingRate, float size = kDefaultSize, float delayRange = kDefaultDelayRange);
+    /// [control] Silent reverb with the defaults.
+    /// Asserts "samplingRate >= 0.0", "!std::isnan(samplingRate)" and that Fits() holds for the defaults.
+    explicit Reverb(double samplingRate);
 
     /// [any] Whether the lines of such a reverb fit into their rings.
     static bool Fits(float size, float delayRange, double samplingRate);
@@ -52,7 +51,7 @@ public:
     /// [render] Advances by numFrames samples and gives two of the taps: the same values as ProcessSample, faster.
     void Process(unsigned numFrames, const float* in, int firstTap, int secondTap, float* first, float* second);
 
-    /// [render] The largest magnitude that the last `frames` samples, at most 1024, have put into any line.
+    /// [render] The largest magnitude that the last `frames` samples, at most 32768, have put into any line.
     float WrittenPeak(unsigned frames) const;
 
     /// [render] Whether every past input has left finite values.
@@ -61,13 +60,12 @@ public:
     /// [render] Forgets past input; the parameters stay.
     void Mute();
 
-    /// [render] Comes after every `frames` samples, at most 1024, that a processor works on which cannot flush
+    /// [render] Comes after every `frames` samples, at most 32768, that a processor works on which cannot flush
     /// denormals: mutes once the lines hold nothing but what has decayed (kDecayed).
     void MuteOnceDecayed(unsigned frames);
 
 private:
     using Line = ReverbDelayLine;
-    using Lines = std::array<Line, kNumLines>;
 
     static std::array<int, kNumLines> LineDelays(float size, float delayRange, float samplingRate);
 
@@ -77,12 +75,12 @@ private:
     void OutputTap(int tap, int numFrames, float* out) const;
     void FinishRun(int numFrames);
 
-    std::unique_ptr<Lines> delayLines; ///< from the shortest to the longest, in rings of one length
-    float size;                        ///< s
-    float delayRange;                  ///< longest line over shortest, less 1
-    float rt60 = 2.3f;                 ///< s
-    float samplingRate;                ///< Hz
-    float feedbackGain = 0.0f;         ///< of a pass, including the matrix's normalisation by 1/4
+    std::array<std::unique_ptr<Line>, kNumLines> delayLines;
+    float size = kDefaultSize;             ///< s
+    float delayRange = kDefaultDelayRange; ///< longest line over shortest, less 1
+    float rt60 = 2.3f;                     ///< s
+    float samplingRate;                    ///< Hz
+    float feedbackGain = 0.0f;             ///< of a pass, including the matrix's normalisation by 1/4
     float hfRatio = 0.8f;
     float hfReference; ///< Hz
     float lpfCoef = 0.0f;

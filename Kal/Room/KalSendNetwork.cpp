@@ -78,9 +78,9 @@ struct SendNetwork::Levels {
 
 SendNetwork::SendNetwork(double rate)
     : samplingRate(static_cast<float>(rate)),
-      reverbLong(rate, kLong.size, kLong.delayRange),
-      reverbMid(rate, kMid.size, kMid.delayRange),
-      reverbShort(rate, kShort.size, kShort.delayRange),
+      reverbLong(rate),
+      reverbMid(rate),
+      reverbShort(rate),
       delayLong(0.0f, samplingRate),
       delayMid(0.0f, samplingRate),
       delayShort(0.0f, samplingRate)

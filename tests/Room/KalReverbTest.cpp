@@ -52,29 +52,6 @@ TEST(Reverb, FollowsItsDifferenceEquations)
     }
 }
 
-// From lines of 130 frames at most to some of ten times that, with the tail under way.
-TEST(Reverb, CountsWhatItsLinesNoLongerHeldAsSilence)
-{
-    Reverb reverb(48000, 0.001f, 1.65f);
-    ReverbModel model;
-    std::vector<float> first(250), second(250), actual;
-    std::vector<double> expected;
-    for (const double size : {0.001, 0.013}) {
-        reverb.SetSize(static_cast<float>(size));
-        reverb.SetHFReverbTimeRatio(0.9f, 8000);
-        reverb.Update();
-        model.Set(48000, size, 1.65, 2.3, 0.9, 8000);
-        for (std::uint32_t block = 0; block < 20; ++block) {
-            const auto x = Noise(250, block);
-            reverb.Process(250, x.data(), 6, 7, first.data(), second.data());
-            actual.insert(actual.end(), second.begin(), second.end());
-            for (float frame : x) expected.push_back(model.ProcessSample(frame)[7]);
-        }
-        model.Forget(ReverbDelayLine::kLeastLength);
-    }
-    EXPECT_GT(SignalToErrorDb(actual, expected), 105.0);
-}
-
 // 0.07 s are 3087 frames, the next prime is 3089, and a line lags one frame more.
 TEST(Reverb, LetsAnImpulseThroughOnTwoTapsAndThenWaitsForItsFirstLine)
 {
@@ -173,7 +150,7 @@ TEST(Reverb, ForgetsWhatHasDecayedSinceTheLastSound)
             for (std::size_t k = 0; k < heard.size(); ++k) ASSERT_NEAR(heard[k], expected[k], 1e-29f) << i;
             if (i % kBlock == kBlock - 1) asked.MuteOnceDecayed(kBlock);
         }
-        EXPECT_EQ(asked.WrittenPeak(1024), 0.0f);
+        EXPECT_EQ(asked.WrittenPeak(32768), 0.0f);
     }
 }
 

@@ -59,11 +59,6 @@ std::vector<double> ReverbModel::ProcessSample(double x)
     return taps;
 }
 
-void ReverbModel::Forget(std::size_t latest)
-{
-    for (auto& line : written) std::fill(line.begin(), line.end() - static_cast<std::ptrdiff_t>(latest), 0.0);
-}
-
 std::vector<double> SendNetworkModel::Room::Process(double x, double fastCoef, double slowCoef)
 {
     history.push_back(x);

@@ -17,9 +17,6 @@ public:
 
     std::vector<double> ProcessSample(double x); ///< eight taps
 
-    /// Counts all but the latest frames as silence.
-    void Forget(std::size_t latest);
-
     std::vector<int> delays; ///< of the lines, frames
     double decay;            ///< gain of a pass
     double lpfCoef;
