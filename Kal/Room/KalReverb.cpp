@@ -181,6 +181,11 @@ std::array<float, Reverb::kNumTaps> Reverb::ProcessSample(float x)
     return out;
 }
 
+void Reverb::Prefetch(unsigned numFrames) const
+{
+    for (const auto& line : delayLines) line->Prefetch(static_cast<int>(numFrames));
+}
+
 void Reverb::Process(unsigned numFrames, const float* in, int firstTap, int secondTap, float* first, float* second)
 {
     const int numLanes = kernels::ActiveTable().numLanes;

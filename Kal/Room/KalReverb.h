@@ -48,6 +48,10 @@ public:
     /// [render] Advances by one sample.
     std::array<float, kNumTaps> ProcessSample(float x);
 
+    /// [render] Asks for what the next numFrames samples will need of the lines. Their rings, 128 KB each, are too long
+    /// to be in the caches, and too many for the processor to see where they go on.
+    void Prefetch(unsigned numFrames) const;
+
     /// [render] Advances by numFrames samples and gives two of the taps: the same values as ProcessSample, faster.
     void Process(unsigned numFrames, const float* in, int firstTap, int secondTap, float* first, float* second);
 

@@ -140,6 +140,7 @@ void SendNetwork::RenderSpan(unsigned numFrames, const Levels& levels, const flo
     const bool isSilent = Peak(numFrames, reverbSend) == 0.0f;
     if (!isSilent) quietFrames = 0;
     if (IsAsleep()) return;
+    for (const Reverb* reverb : {&reverbShort, &reverbMid, &reverbLong}) reverb->Prefetch(numFrames);
 
     alignas(64) Span x, y, z, shortLeft, shortRight, midLeft, midRight, longLeft, longRight;
     std::transform(reverbSend, reverbSend + numFrames, x.begin(), UsableOrZero);
