@@ -40,8 +40,7 @@ void AdvanceNetwork(kernels::NetworkRun& run, int numFrames, const float* in)
 {
     constexpr int kLanes = kNumLanes<V>;
     constexpr int kGroups = 16 / kLanes;
-    // Each frame waits for the one before: one product and one sum instead of d + (x gain - d) coef.
-    const V gain = Broadcast<V>(run.feedbackGain * run.lpfCoef), rest = Broadcast<V>(1.0f - run.lpfCoef);
+    const V gain = Broadcast<V>(run.feedbackGain), coef = Broadcast<V>(run.lpfCoef);
     V damp[kGroups];
     for (int g = 0; g < kGroups; ++g) damp[g] = Load<V>(run.dampState + g * kLanes);
 
@@ -55,7 +54,8 @@ void AdvanceNetwork(kernels::NetworkRun& run, int numFrames, const float* in)
             V* group = v + g * kLanes;
             Transpose(group);
 #pragma GCC unroll 8
-            for (int frame = 0; frame < kLanes; ++frame) group[frame] = damp[g] = damp[g] * rest + group[frame] * gain;
+            for (int frame = 0; frame < kLanes; ++frame)
+                group[frame] = damp[g] += (group[frame] * gain - damp[g]) * coef;
             Transpose(group);
         }
         const V x = Load<V>(in + i);

@@ -167,8 +167,7 @@ std::array<float, Reverb::kNumTaps> Reverb::ProcessSample(float x)
     std::array<float, kNumLines> v;
     for (int k = 0; k < kNumLines; ++k) v[k] = delayLines[k]->Read();
     Hadamard16(v.data());
-    const float gain = feedbackGain * lpfCoef, rest = 1.0f - lpfCoef;
-    for (int k = 0; k < kNumLines; ++k) v[k] = dampState[k] = dampState[k] * rest + v[k] * gain;
+    for (int k = 0; k < kNumLines; ++k) v[k] = dampState[k] += (v[k] * feedbackGain - dampState[k]) * lpfCoef;
     v[0] += x;
     v[2] -= x;
     for (int k = 0; k < kNumLines; ++k) delayLines[k]->Write(v[k]);
