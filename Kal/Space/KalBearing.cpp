@@ -1,5 +1,7 @@
 #include "Kal/Space/KalBearing.h"
 
+#include "Kal/Space/KalArctangent.h"
+
 #include <algorithm>
 #include <cmath>
 
@@ -20,8 +22,8 @@ Bearing Bearing::Of(const Vector3& direction)
 {
     const auto [x, y, z] = direction;
     const float flat = std::sqrt(x * x + z * z);
-    const float azimuth = x == 0.0f && z == 0.0f ? 0.0f : std::atan2(x, z) * kDegrees;
-    const float elevation = flat == 0.0f && y == 0.0f ? 0.0f : std::atan2(y, flat) * kDegrees;
+    const float azimuth = x == 0.0f && z == 0.0f ? 0.0f : Arctangent(x, z) * kDegrees;
+    const float elevation = flat == 0.0f && y == 0.0f ? 0.0f : Arctangent(y, flat) * kDegrees;
     return Of(azimuth, elevation);
 }
 
