@@ -74,16 +74,6 @@ inline float NormalOrZero(float x)
     return std::fabs(x) < std::numeric_limits<float>::min() ? 0.0f : x;
 }
 
-/// [any] Whether all of n samples are usable. Compares bit patterns, which order magnitudes as numbers do and NaN above
-/// all, so that compilers make a vector loop of it.
-inline bool AreUsable(std::size_t n, const float* x)
-{
-    std::int32_t beyond = 0;
-    for (std::size_t i = 0; i < n; ++i)
-        beyond |= (BitCast<std::int32_t>(x[i]) & 0x7fffffff) > BitCast<std::int32_t>(kLargestUsable) ? 1 : 0;
-    return beyond == 0;
-}
-
 /// [render] x, or 0 when it has decayed and would end as a denormal, because the processor cannot flush those.
 inline float LastingOrZero(float x)
 {

@@ -27,7 +27,7 @@ constexpr float kHighestCentre = 0.499f;
 /// Frames of which both samples are usable, and 0 for the others.
 void CopyUsable(unsigned numFrames, const float* in, float* out)
 {
-    if (AreUsable(2 * std::size_t{numFrames}, in)) {
+    if (IsUsable(Peak(2 * std::size_t{numFrames}, in))) {
         std::copy_n(in, 2 * std::size_t{numFrames}, out);
         return;
     }

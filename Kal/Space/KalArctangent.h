@@ -5,9 +5,9 @@
 
 namespace kal {
 
-/// [any] The angle from the x axis to (x, y), radians, -pi ... pi; error below 1.4 units of the last place. What is not
-/// a number gives none. The C libraries differ in the last bit, which tips the choice between two measured directions;
-/// this makes it alike everywhere, and spares 32-bit Windows the x87 unit.
+/// [any] The angle from the x axis to (x, y), radians, -pi ... pi; error below 1.4 units of the last place. NaN gives
+/// NaN. The C libraries differ in the last bit, which tips the choice between two measured directions; this makes it
+/// alike everywhere, and spares 32-bit Windows the x87 unit.
 /// Reduction of the argument and polynomial: fdlibm, atan2f and atanf (Sun Microsystems, 1993).
 inline float Arctangent(float y, float x)
 {
