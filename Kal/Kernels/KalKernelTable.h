@@ -65,7 +65,7 @@ struct Table {
     int numLanes; ///< frames that runs come in multiples of, a power of two
 
     /// Advances a reverb's network; `in` is its input. numFrames is a multiple of numLanes and no line is shorter than
-    /// numLanes.
+    /// kShortestLine.
     void (*advanceNetwork)(NetworkRun& run, int numFrames, const float* in);
 
     /// Reads one channel of samples between frames, by linear interpolation at x, x + step, x + 2 step, ..., one
@@ -96,6 +96,9 @@ struct Table {
     /// Frames of interleaved stereo, in place. Every table gives the same bits.
     void (*runCascade)(Cascade& cascade, int numFrames, float* frames);
 };
+
+/// Frames that advanceNetwork may read before it writes the first of them.
+inline constexpr int kShortestLine = 16;
 
 /// The widest step of resample, frames: beyond it, float lanes would place the frames of a group too coarsely.
 inline constexpr double kMaxStep = 8.0;

@@ -3,10 +3,11 @@
 
 namespace kal::kernels {
 
-// A mixture: what has not many more frames to work on at a time stays in lanes of 32 bytes, of which this instruction
-// set has twice as many registers in 64-bit programs; and runs of eight frames leave fewer to be resampled one by one.
+// Of eight lanes where runs end: those of sixteen frames would leave more of them to be advanced and resampled one by
+// one. What remains of sixteen is taken in eight.
 constexpr Table kLanes16Table = [] {
     Table table = kLaneTable<Float8, Double4>;
+    table.advanceNetwork = AdvanceNetwork<Float16, Float8>;
     table.resample[0] = ResampleIn16<std::uint8_t>;
     table.resample[1] = ResampleIn16<std::int16_t>;
     table.resample[2] = ResampleIn16<float>;

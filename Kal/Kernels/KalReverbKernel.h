@@ -23,48 +23,72 @@ inline void Butterflies(T* v)
 }
 
 /// v = H v with the 16 x 16 Hadamard matrix, entry (i, j) = (-1)^popcount(i & j), as four stages of sums and
-/// differences. T is one frame's float or the lanes of several frames.
-template<class T>
-inline void Hadamard16(T* v)
+/// differences.
+inline void Hadamard16(float* v)
 {
-#pragma GCC unroll 4
     for (int i = 0; i < 4; ++i) Butterflies<4>(v + i);
-#pragma GCC unroll 4
     for (int i = 0; i < 16; i += 4) Butterflies<1>(v + i);
 }
 
-/// Lanes are frames for the matrix, which needs no shuffles then, and lines for the damping, which is a recursion from
-/// frame to frame: two transpositions lie between them.
+/// Frames from first to last, as far as they fill lanes; gives the first one that is left. Lanes are frames for the
+/// matrix, which needs no shuffles then, and lines for the damping, which is a recursion from frame to frame: a
+/// transposition of quads and their exchange lie between them, each where the lines that it is about are at hand, so
+/// that eight registers hold them.
 template<class V>
-void AdvanceNetwork(kernels::NetworkRun& run, int numFrames, const float* in)
+int AdvanceFrames(kernels::NetworkRun& run, int first, int last, const float* in)
 {
-    constexpr int kLanes = kNumLanes<V>;
-    constexpr int kGroups = 16 / kLanes;
+    constexpr int kLanes = kNumLanes<V>, kQuads = kLanes / 4, kGroups = 16 / kLanes;
     const V gain = Broadcast<V>(run.feedbackGain), coef = Broadcast<V>(run.lpfCoef);
     V damp[kGroups];
     for (int g = 0; g < kGroups; ++g) damp[g] = Load<V>(run.dampState + g * kLanes);
 
-    for (int i = 0; i < numFrames; i += kLanes) {
-        V v[16];
-#pragma GCC unroll 16
-        for (int k = 0; k < 16; ++k) v[k] = Load<V>(run.read[k] + i);
-        Hadamard16(v);
-#pragma GCC unroll 16
-        for (int g = 0; g < kGroups; ++g) {
-            V* group = v + g * kLanes;
-            Transpose(group);
-#pragma GCC unroll 8
-            for (int frame = 0; frame < kLanes; ++frame)
-                group[frame] = damp[g] += (group[frame] * gain - damp[g]) * coef;
-            Transpose(group);
+    for (; first + kLanes <= last; first += kLanes) {
+        V rows[4][4];
+#pragma GCC unroll 4
+        for (int k = 0; k < 4; ++k) {
+            V v[4];
+#pragma GCC unroll 4
+            for (int i = 0; i < 4; ++i) v[i] = Load<V>(run.read[4 * i + k] + first);
+            Butterflies<1>(v);
+            ExchangeQuads(v);
+#pragma GCC unroll 4
+            for (int i = 0; i < 4; ++i) rows[i][k] = v[i];
         }
-        const V x = Load<V>(in + i);
-        v[0] += x;
-        v[2] -= x;
-#pragma GCC unroll 16
-        for (int k = 0; k < 16; ++k) Store(run.write[k] + i, v[k]);
+#pragma GCC unroll 4
+        for (int quad = 0; quad < kQuads; ++quad) {
+#pragma GCC unroll 4
+            for (int g = 0; g < kGroups; ++g) {
+                V* const v = rows[g * kQuads + quad];
+                Butterflies<1>(v);
+                TransposeQuads(v);
+#pragma GCC unroll 4
+                for (int frame = 0; frame < 4; ++frame) v[frame] = damp[g] += (v[frame] * gain - damp[g]) * coef;
+                TransposeQuads(v);
+            }
+        }
+        const V x = Load<V>(in + first);
+#pragma GCC unroll 4
+        for (int k = 0; k < 4; ++k) {
+            V v[4];
+#pragma GCC unroll 4
+            for (int i = 0; i < 4; ++i) v[i] = rows[i][k];
+            ExchangeQuads(v);
+            if (k == 0) v[0] += x;
+            if (k == 2) v[0] -= x;
+#pragma GCC unroll 4
+            for (int i = 0; i < 4; ++i) Store(run.write[4 * i + k] + first, v[i]);
+        }
     }
     for (int g = 0; g < kGroups; ++g) Store(run.dampState + g * kLanes, damp[g]);
+    return first;
+}
+
+/// By the lanes named first, and what they leave by the next ones.
+template<class... V>
+void AdvanceNetwork(kernels::NetworkRun& run, int numFrames, const float* in)
+{
+    int first = 0;
+    ((first = AdvanceFrames<V>(run, first, numFrames, in)), ...);
 }
 
 } // namespace

@@ -66,9 +66,6 @@ inline Pair<float> Deinterleaved(float a, float b)
     return {a, b};
 }
 
-/// Row i, lane k becomes row k, lane i, in as many rows as there are lanes.
-inline void Transpose(float*) {}
-
 using Float4 = float __attribute__((vector_size(16)));
 
 inline Float4 Reversed(Float4 x)
@@ -91,7 +88,8 @@ inline Pair<Float4> Deinterleaved(Float4 a, Float4 b)
     return {__builtin_shufflevector(a, b, 0, 2, 4, 6), __builtin_shufflevector(a, b, 1, 3, 5, 7)};
 }
 
-inline void Transpose(Float4* rows)
+/// Transposes each quad of four rows: a quad is four lanes, the first ones, the next ones and so on.
+inline void TransposeQuads(Float4* rows)
 {
     const Float4 a = __builtin_shufflevector(rows[0], rows[1], 0, 4, 1, 5);
     const Float4 b = __builtin_shufflevector(rows[2], rows[3], 0, 4, 1, 5);
@@ -103,14 +101,8 @@ inline void Transpose(Float4* rows)
     rows[3] = __builtin_shufflevector(c, d, 2, 3, 6, 7);
 }
 
-/// Writes the first `stride` lanes of four rows, then the next ones, and so on.
-template<unsigned stride>
-inline void StoreInterleaved(float* to, Float4 (&rows)[4])
-{
-    static_assert(stride == 1 || stride == 4);
-    if constexpr (stride == 1) Transpose(rows);
-    for (int i = 0; i < 4; ++i) Store(to + 4 * i, rows[i]);
-}
+/// Four rows, as many together as a row has quads: quad k of the i-th one becomes quad i of the k-th one.
+inline void ExchangeQuads(Float4*) {}
 
 #ifdef __AVX2__
 
@@ -177,8 +169,7 @@ inline Pair<Float8> Deinterleaved(Float8 a, Float8 b)
             __builtin_shufflevector(left, right, 1, 3, 9, 11, 5, 7, 13, 15)};
 }
 
-/// Transposes the lower halves of four rows, and the upper ones.
-inline void TransposeHalves(Float8* rows)
+inline void TransposeQuads(Float8* rows)
 {
     const Float8 a = __builtin_shufflevector(rows[0], rows[1], 0, 8, 1, 9, 4, 12, 5, 13);
     const Float8 b = __builtin_shufflevector(rows[2], rows[3], 0, 8, 1, 9, 4, 12, 5, 13);
@@ -190,28 +181,14 @@ inline void TransposeHalves(Float8* rows)
     rows[3] = __builtin_shufflevector(c, d, 2, 3, 10, 11, 6, 7, 14, 15);
 }
 
-/// The four 4 x 4 quarters at once, then the exchange of the two off the diagonal.
-inline void Transpose(Float8* rows)
+inline void ExchangeQuads(Float8* rows)
 {
-    TransposeHalves(rows);
-    TransposeHalves(rows + 4);
-    for (int i = 0; i < 4; ++i) {
-        const Pair<Float8> column = Halves(rows[i], rows[i + 4]);
-        rows[i] = column.first;
-        rows[i + 4] = column.second;
+#pragma GCC unroll 2
+    for (int i = 0; i < 4; i += 2) {
+        const Pair<Float8> exchanged = Halves(rows[i], rows[i + 1]);
+        rows[i] = exchanged.first;
+        rows[i + 1] = exchanged.second;
     }
-}
-
-template<unsigned stride>
-inline void StoreInterleaved(float* to, Float8 (&rows)[4])
-{
-    static_assert(stride == 1 || stride == 4);
-    if constexpr (stride == 1) TransposeHalves(rows);
-    const Pair<Float8> ab = Halves(rows[0], rows[1]), cd = Halves(rows[2], rows[3]);
-    Store(to, ab.first);
-    Store(to + 8, cd.first);
-    Store(to + 16, ab.second);
-    Store(to + 24, cd.second);
 }
 
 #endif
@@ -252,15 +229,7 @@ inline Pair<Float16> Deinterleaved(Float16 a, Float16 b)
             __builtin_shufflevector(a, b, 1, 3, 5, 7, 9, 11, 13, 15, 17, 19, 21, 23, 25, 27, 29, 31)};
 }
 
-/// Two quarters of a, then two of b.
-template<int first, int second>
-inline Float16 Quarters(Float16 a, Float16 b)
-{
-    return _mm512_maskz_shuffle_f32x4(kAllLanes, a, b, 0x11 * (first + 4 * second));
-}
-
-/// Transposes each quarter of four rows.
-inline void TransposeQuarters(Float16* rows)
+inline void TransposeQuads(Float16* rows)
 {
     const Float16 a = _mm512_maskz_unpacklo_ps(kAllLanes, rows[0], rows[1]);
     const Float16 b = _mm512_maskz_unpacklo_ps(kAllLanes, rows[2], rows[3]);
@@ -272,20 +241,36 @@ inline void TransposeQuarters(Float16* rows)
     rows[3] = _mm512_maskz_shuffle_ps(kAllLanes, c, d, 0xee);
 }
 
-template<unsigned stride>
-inline void StoreInterleaved(float* to, Float16 (&rows)[4])
+/// Two quads of a, then two of b.
+template<int first, int second>
+inline Float16 Quads(Float16 a, Float16 b)
 {
-    static_assert(stride == 1 || stride == 4);
-    if constexpr (stride == 1) TransposeQuarters(rows);
-    const Float16 a = Quarters<0, 1>(rows[0], rows[1]), b = Quarters<0, 1>(rows[2], rows[3]);
-    const Float16 c = Quarters<2, 3>(rows[0], rows[1]), d = Quarters<2, 3>(rows[2], rows[3]);
-    Store(to, Quarters<0, 2>(a, b));
-    Store(to + 16, Quarters<1, 3>(a, b));
-    Store(to + 32, Quarters<0, 2>(c, d));
-    Store(to + 48, Quarters<1, 3>(c, d));
+    return _mm512_maskz_shuffle_f32x4(kAllLanes, a, b, 0x11 * (first + 4 * second));
+}
+
+inline void ExchangeQuads(Float16* rows)
+{
+    const Float16 a = Quads<0, 1>(rows[0], rows[1]), b = Quads<0, 1>(rows[2], rows[3]);
+    const Float16 c = Quads<2, 3>(rows[0], rows[1]), d = Quads<2, 3>(rows[2], rows[3]);
+    rows[0] = Quads<0, 2>(a, b);
+    rows[1] = Quads<1, 3>(a, b);
+    rows[2] = Quads<0, 2>(c, d);
+    rows[3] = Quads<1, 3>(c, d);
 }
 
 #endif
+
+/// Writes the first `stride` lanes of four rows, then the next ones, and so on.
+template<unsigned stride, class V>
+inline void StoreInterleaved(float* to, V (&rows)[4])
+{
+    static_assert(stride == 1 || stride == 4);
+    constexpr int kQuads = kNumLanes<V> / 4, kGroups = 4 / kQuads;
+    if constexpr (stride == 1) TransposeQuads(rows);
+    ExchangeQuads(rows);
+#pragma GCC unroll 4
+    for (int i = 0; i < 4; ++i) Store(to + i * kNumLanes<V>, rows[i % kGroups * kQuads + i / kGroups]);
+}
 
 } // namespace
 

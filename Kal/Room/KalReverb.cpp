@@ -211,7 +211,7 @@ void Reverb::Process(unsigned numFrames, const float* in, int firstTap, int seco
 /// How many frames, a multiple of numLanes, can be advanced before a line wraps.
 int Reverb::RunLength(unsigned numFrames, int numLanes) const
 {
-    if (delayLines[0]->Delay() < numLanes) return 0; // the shortest one
+    if (delayLines[0]->Delay() < kernels::kShortestLine) return 0;
     int run = static_cast<int>(std::min<unsigned>(numFrames, Line::size));
     for (const auto& line : delayLines) run = std::min(run, line->FramesToWrap());
     return run - run % numLanes;
