@@ -12,8 +12,8 @@ using namespace qfft;
 
 using Double2 = double __attribute__((vector_size(16)));
 
-/// What goes into the sections that stand first in their vectors: a frame and, where a vector holds a further section,
-/// what comes out of the last vector's first one.
+/// What goes into the sections that stand first: a frame and, where a vector holds further sections, what comes out of
+/// those of the last vector.
 inline Double2 FirstInput(Double2 frame, Double2)
 {
     return frame;
@@ -28,43 +28,58 @@ inline Double4 FirstInput(Double2 frame, Double4 last)
 }
 #endif
 
+#ifdef __AVX512F__
+using Double8 = double __attribute__((vector_size(64)));
+
+inline Double8 FirstInput(Double2 frame, Double8 last)
+{
+    return __builtin_shufflevector(Double8{frame[0], frame[1]}, last, 0, 1, 8, 9, 10, 11, 12, 13);
+}
+#endif
+
 /// Sections of a cascade, both channels of each side by side. The vectors take turns at holding a section, so that what
-/// goes into a vector is what comes out of the one before.
+/// goes into a vector is what comes out of the one before; where there is room for more sections, nothing passes.
 template<class D>
 struct Sections {
     static constexpr int kHeld = sizeof(D) / sizeof(double) / 2;
-    static constexpr int kVectors = kernels::Cascade::kSections / kHeld;
+    static constexpr int kVectors = (kernels::Cascade::kSections + kHeld - 1) / kHeld;
 
-    void Load(const kernels::Cascade::Section& section, int held)
+    /// What went in at the last two times, by time modulo 2. A variable index keeps it in memory: registers are for
+    /// what the next step waits for.
+    using Past = D[2];
+
+    /// For a section that begins at an even time.
+    void Load(const kernels::Cascade::Section& section, int held, Past& past)
     {
 #pragma GCC unroll 2
         for (int channel = 0; channel < 2; ++channel) {
             const int lane = 2 * held + channel;
             b0[lane] = section.b0, b1[lane] = section.b1, b2[lane] = section.b2;
             c1[lane] = section.c1, c2[lane] = section.c2;
-            x1[lane] = section.x1[channel], x2[lane] = section.x2[channel];
+            past[1][lane] = section.x1[channel], past[0][lane] = section.x2[channel];
             y1[lane] = section.y1[channel], y2[lane] = section.y2[channel];
         }
     }
 
-    void StoreStates(kernels::Cascade::Section& section, int held) const
+    /// time is that of the next step.
+    void StoreStates(kernels::Cascade::Section& section, int held, int time, const Past& past) const
     {
 #pragma GCC unroll 2
         for (int channel = 0; channel < 2; ++channel) {
             const int lane = 2 * held + channel;
-            section.x1[channel] = x1[lane], section.x2[channel] = x2[lane];
+            section.x1[channel] = past[(time + 1) % 2][lane], section.x2[channel] = past[time % 2][lane];
             section.y1[channel] = y1[lane], section.y2[channel] = y2[lane];
         }
     }
 
-    void Step(D x)
+    void Step(D x, int time, Past& past)
     {
-        const D y = b0 * x + b1 * x1 + b2 * x2 + c1 * y1 + c2 * y2;
-        x2 = x1, x1 = x;
+        const D y = b0 * x + b1 * past[(time + 1) % 2] + b2 * past[time % 2] + c1 * y1 + c2 * y2;
+        past[time % 2] = x;
         y2 = y1, y1 = y;
     }
 
-    D b0, b1, b2, c1, c2, x1, x2, y1, y2;
+    D b0, b1, b2, c1, c2, y1, y2;
 };
 
 // Each section is two frames behind the one before it: in every step all of them work at the same time, and none waits
@@ -76,39 +91,47 @@ void RunCascade(kernels::Cascade& cascade, int numFrames, float* frames)
     if (numFrames == 0) return;
     using Vector = Sections<D>;
     constexpr int kLast = Vector::kVectors - 1, kLag = 2 * (kernels::Cascade::kSections - 1);
-    Vector vectors[Vector::kVectors];
+    struct Vectors {
+        Vector at[Vector::kVectors];
+    } vectors{};
+    typename Vector::Past pasts[Vector::kVectors]{};
     const auto load = [&](int section) {
-        vectors[section % Vector::kVectors].Load(cascade.sections[section], section / Vector::kVectors);
+        const int i = section % Vector::kVectors;
+        vectors.at[i].Load(cascade.sections[section], section / Vector::kVectors, pasts[i]);
     };
     for (int k = 0; k < kernels::Cascade::kSections; ++k) load(k);
 
-    const auto step = [&](int time) {
+    const auto step = [&](Vectors& v, int time) {
         const float* const frame = frames + 2 * time;
-        const D last = vectors[kLast].y2;
+        const D last = v.at[kLast].y2;
 #pragma GCC unroll 8
-        for (int i = kLast; i > 0; --i) vectors[i].Step(vectors[i - 1].y2);
-        vectors[0].Step(FirstInput(time < numFrames ? Double2{frame[0], frame[1]} : Double2{}, last));
+        for (int i = kLast; i > 0; --i) v.at[i].Step(v.at[i - 1].y2, time, pasts[i]);
+        v.at[0].Step(FirstInput(time < numFrames ? Double2{frame[0], frame[1]} : Double2{}, last), time, pasts[0]);
         if (time < kLag) return;
-        constexpr int kLane = 2 * Vector::kHeld - 2; // where the last section stands
-        frames[2 * (time - kLag)] = static_cast<float>(vectors[kLast].y1[kLane]);
-        frames[2 * (time - kLag) + 1] = static_cast<float>(vectors[kLast].y1[kLane + 1]);
+        constexpr int kLane = (kernels::Cascade::kSections - 1) / Vector::kVectors * 2; // where the last section stands
+        frames[2 * (time - kLag)] = static_cast<float>(v.at[kLast].y1[kLane]);
+        frames[2 * (time - kLag) + 1] = static_cast<float>(v.at[kLast].y1[kLane + 1]);
     };
     const auto storeEnded = [&](int time) {
         const int past = time - (numFrames - 1);
         if (past < 0 || past % 2 != 0) return;
-        const int k = past / 2;
-        vectors[k % Vector::kVectors].StoreStates(cascade.sections[k], k / Vector::kVectors);
+        const int k = past / 2, i = k % Vector::kVectors;
+        vectors.at[i].StoreStates(cascade.sections[k], k / Vector::kVectors, time + 1, pasts[i]);
     };
     int time = 0;
     for (; time < kLag; ++time) {
-        step(time);
+        step(vectors, time);
         storeEnded(time);
         if (time % 2 != 0) load((time + 1) / 2); // the one that begins next
     }
-    for (; time < numFrames; ++time) step(time);
-    if (numFrames > kLag) storeEnded(numFrames - 1);
+    if (time < numFrames) {
+        Vectors held = vectors; // not indexed by a variable, and so in registers as far as there are some
+        for (; time < numFrames; ++time) step(held, time);
+        vectors = held;
+        storeEnded(numFrames - 1);
+    }
     for (; time < numFrames + kLag; ++time) {
-        step(time);
+        step(vectors, time);
         storeEnded(time);
     }
 }

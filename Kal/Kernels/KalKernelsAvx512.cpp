@@ -20,6 +20,7 @@ constexpr Table kLanes16Table = [] {
     table.deinterleave = Deinterleave<Float16>;
     table.addProducts = AddProducts<Float16>;
     table.addPairProducts = AddPairProducts<Float16>;
+    table.runCascade = RunCascade<Double8>;
     return table;
 }();
 
