@@ -49,7 +49,9 @@ inline float FiniteOrZero(float x)
 /// [any] floor(x) kept within ±1e9; NaN gives 1e9. A plain conversion of such a value would be undefined.
 inline int SaturatedFloor(float x)
 {
-    return static_cast<int>(std::floor(std::max(std::min(1e9f, x), -1e9f)));
+    const float bounded = std::max(std::min(1e9f, x), -1e9f);
+    const int whole = static_cast<int>(bounded);
+    return whole - (static_cast<float>(whole) > bounded ? 1 : 0);
 }
 
 /// Beyond this, 120 dB over full scale, a sample is not usable: a long room would take a minute or more to let anything

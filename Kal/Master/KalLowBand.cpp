@@ -13,7 +13,7 @@ namespace {
 /// v and the harmonics that go with it, which stop growing at |v| = 2.
 float Saturated(float v)
 {
-    const float bounded = std::clamp(v, -2.0f, 2.0f);
+    const float bounded = std::max(std::min(v, 2.0f), -2.0f);
     return v + 0.875f * bounded * bounded * bounded;
 }
 
