@@ -41,24 +41,30 @@ void BlockRing::Fail(std::size_t count, std::exception_ptr error) noexcept
 
 void BlockRing::Read(float* out, std::size_t count)
 {
-    for (std::size_t remaining = count; remaining != 0;) {
+    for (bool isRead = count == 0; !isRead;) {
         producerGate.Pass();
-        std::lock_guard lock(ringMutex);
-        TakeTurnBack();
-        if (const std::exception_ptr failed = std::exchange(failure, nullptr)) {
-            if (failedCount == remaining) std::rethrow_exception(failed);
-            continue;
+        std::exception_ptr failed;
+        {
+            std::lock_guard lock(ringMutex);
+            failed = std::exchange(failure, nullptr);
+            isRead = (failed ? failedCount : ringCount) == count;
+            if (!failed) TakeBlock(isRead ? out : nullptr);
         }
-        if (remaining == ringCount) {
-            const std::size_t beforeEnd = std::min(ringCount, ring.size() - ringReadPos);
-            const auto start = ring.begin() + static_cast<std::ptrdiff_t>(ringReadPos);
-            out = std::copy_n(start, beforeEnd, out);
-            out = std::copy_n(ring.begin(), ringCount - beforeEnd, out);
-            remaining -= ringCount;
-        }
-        ringReadPos = (ringReadPos + ringCount) % ring.size();
-        ringCount = 0;
+        TakeTurnBack(); // the first thing that the other side does in its turn is to take the lock
+        if (failed && isRead) std::rethrow_exception(failed);
     }
+}
+
+void BlockRing::TakeBlock(float* out)
+{
+    if (out) {
+        const std::size_t beforeEnd = std::min(ringCount, ring.size() - ringReadPos);
+        const auto start = ring.begin() + static_cast<std::ptrdiff_t>(ringReadPos);
+        out = std::copy_n(start, beforeEnd, out);
+        std::copy_n(ring.begin(), ringCount - beforeEnd, out);
+    }
+    ringReadPos = (ringReadPos + ringCount) % ring.size();
+    ringCount = 0;
 }
 
 void BlockRing::Close()
