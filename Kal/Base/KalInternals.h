@@ -50,6 +50,7 @@ inline float FiniteOrZero(float x)
 inline int SaturatedFloor(float x)
 {
     const float bounded = std::max(std::min(1e9f, x), -1e9f);
+    // Of std::floor that becomes an integer, GCC makes a call of the C library, which is slow in 32-bit programs.
     const int whole = static_cast<int>(bounded);
     return whole - (static_cast<float>(whole) > bounded ? 1 : 0);
 }

@@ -12,8 +12,7 @@ using namespace qfft;
 
 using Double2 = double __attribute__((vector_size(16)));
 
-/// What goes into the sections that stand first: a frame and, where a vector holds further sections, what comes out of
-/// those of the last vector.
+/// What goes into the first vector: a frame and, where it holds further sections, what comes out of the last vector.
 inline Double2 FirstInput(Double2 frame, Double2)
 {
     return frame;
@@ -38,7 +37,8 @@ inline Double8 FirstInput(Double2 frame, Double8 last)
 #endif
 
 /// Sections of a cascade, both channels of each side by side. The vectors take turns at holding a section, so that what
-/// goes into a vector is what comes out of the one before; where there is room for more sections, nothing passes.
+/// goes into a vector is what comes out of the one before; a vacant place has coefficients of 0, and nothing goes on
+/// from it to a section.
 template<class D>
 struct Sections {
     static constexpr int kHeld = sizeof(D) / sizeof(double) / 2;
@@ -91,6 +91,7 @@ void RunCascade(kernels::Cascade& cascade, int numFrames, float* frames)
     if (numFrames == 0) return;
     using Vector = Sections<D>;
     constexpr int kLast = Vector::kVectors - 1, kLag = 2 * (kernels::Cascade::kSections - 1);
+    static_assert(kernels::Cascade::kSections % Vector::kVectors == 0); // the last section stands in the last vector
     struct Vectors {
         Vector at[Vector::kVectors];
     } vectors{};
@@ -113,9 +114,9 @@ void RunCascade(kernels::Cascade& cascade, int numFrames, float* frames)
         frames[2 * (time - kLag) + 1] = static_cast<float>(v.at[kLast].y1[kLane + 1]);
     };
     const auto storeEnded = [&](int time) {
-        const int past = time - (numFrames - 1);
-        if (past < 0 || past % 2 != 0) return;
-        const int k = past / 2, i = k % Vector::kVectors;
+        const int since = time - (numFrames - 1);
+        if (since < 0 || since % 2 != 0) return;
+        const int k = since / 2, i = k % Vector::kVectors;
         vectors.at[i].StoreStates(cascade.sections[k], k / Vector::kVectors, time + 1, pasts[i]);
     };
     int time = 0;
@@ -125,9 +126,9 @@ void RunCascade(kernels::Cascade& cascade, int numFrames, float* frames)
         if (time % 2 != 0) load((time + 1) / 2); // the one that begins next
     }
     if (time < numFrames) {
-        Vectors held = vectors; // not indexed by a variable, and so in registers as far as there are some
-        for (; time < numFrames; ++time) step(held, time);
-        vectors = held;
+        Vectors inner = vectors; // indexed by constants alone, so that registers can hold it
+        for (; time < numFrames; ++time) step(inner, time);
+        vectors = inner;
         storeEnded(numFrames - 1);
     }
     for (; time < numFrames + kLag; ++time) {

@@ -1,27 +1,26 @@
-#include "Kal/Kernels/KalLaneTable.h"
+#include "Kal/Kernels/KalConvolverKernel.h"
+#include "Kal/Kernels/KalFilterKernel.h"
+#include "Kal/Kernels/KalKernelTables.h"
 #include "Kal/Kernels/KalResampleKernel16.h"
+#include "Kal/Kernels/KalReverbKernel.h"
+#include "Kal/Kernels/KalVoiceKernel.h"
 
 namespace kal::kernels {
 
-// Of eight lanes where runs end: those of sixteen frames would leave more of them to be advanced and resampled one by
-// one. What remains of sixteen is taken in eight.
-constexpr Table kLanes16Table = [] {
-    Table table = kLaneTable<Float8, Double4>;
-    table.advanceNetwork = AdvanceNetwork<Float16, Float8>;
-    table.resample[0] = ResampleIn16<std::uint8_t>;
-    table.resample[1] = ResampleIn16<std::int16_t>;
-    table.resample[2] = ResampleIn16<float>;
-    table.lowpass = Lowpass<Float16>;
-    table.addSmoothed = AddSmoothed<Float16>;
-    table.scaleSmoothed = ScaleSmoothed<Float16>;
-    table.addFaded = AddFaded<Float16>;
-    table.scaleFaded = ScaleFaded<Float16>;
-    table.twiddlePairs = ApplyTwiddlePairs<Float16>;
-    table.deinterleave = Deinterleave<Float16>;
-    table.addProducts = AddProducts<Float16>;
-    table.addPairProducts = AddPairProducts<Float16>;
-    table.runCascade = RunCascade<Double8>;
-    return table;
-}();
+// Runs end at multiples of eight frames, not of sixteen, which would leave more of them to be advanced and resampled
+// one by one. So these two kernels take what remains of sixteen in eight lanes.
+constexpr Table kLanes16Table{kNumLanes<Float8>,
+                              AdvanceNetwork<Float16, Float8>,
+                              {ResampleIn16<std::uint8_t>, ResampleIn16<std::int16_t>, ResampleIn16<float>},
+                              Lowpass<Float16>,
+                              AddSmoothed<Float16>,
+                              ScaleSmoothed<Float16>,
+                              AddFaded<Float16>,
+                              ScaleFaded<Float16>,
+                              ApplyTwiddlePairs<Float16>,
+                              Deinterleave<Float16>,
+                              AddProducts<Float16>,
+                              AddPairProducts<Float16>,
+                              RunCascade<Double8>};
 
 } // namespace kal::kernels

@@ -82,11 +82,7 @@ void AdvanceNetwork(NetworkRun& run, int numFrames, const float* in)
     for (int i = 0; i < numFrames; ++i) {
         float v[16];
         for (int k = 0; k < 16; ++k) v[k] = run.read[k][i];
-        Hadamard16(v);
-        for (int k = 0; k < 16; ++k)
-            v[k] = run.dampState[k] += (v[k] * run.feedbackGain - run.dampState[k]) * run.lpfCoef;
-        v[0] += in[i];
-        v[2] -= in[i];
+        AdvanceFrame(v, run.dampState, run.feedbackGain, run.lpfCoef, in[i]);
         for (int k = 0; k < 16; ++k) run.write[k][i] = v[k];
     }
 }

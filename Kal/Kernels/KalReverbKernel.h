@@ -3,7 +3,7 @@
 #include "Kal/Kernels/KalKernelTable.h"
 #include "Kal/QFFT/Lanes.h"
 
-/// [render] The inner loop of the reverb, written once for every lane width.
+/// [render] The inner loop of the reverb: frame by frame, and in lanes of any width.
 namespace kal {
 
 namespace {
@@ -22,18 +22,21 @@ inline void Butterflies(T* v)
     v[3 * stride] = b - d;
 }
 
-/// v = H v with the 16 x 16 Hadamard matrix, entry (i, j) = (-1)^popcount(i & j), as four stages of sums and
-/// differences.
-inline void Hadamard16(float* v)
+/// One frame: v, what comes out of the lines, becomes what goes into them. The 16 x 16 Hadamard matrix, entry (i, j) =
+/// (-1)^popcount(i & j), is four stages of sums and differences.
+inline void AdvanceFrame(float* v, float* dampState, float feedbackGain, float lpfCoef, float x)
 {
     for (int i = 0; i < 4; ++i) Butterflies<4>(v + i);
     for (int i = 0; i < 16; i += 4) Butterflies<1>(v + i);
+    for (int k = 0; k < 16; ++k) v[k] = dampState[k] += (v[k] * feedbackGain - dampState[k]) * lpfCoef;
+    v[0] += x;
+    v[2] -= x;
 }
 
-/// Frames from first to last, as far as they fill lanes; gives the first one that is left. Lanes are frames for the
-/// matrix, which needs no shuffles then, and lines for the damping, which is a recursion from frame to frame: a
-/// transposition of quads and their exchange lie between them, each where the lines that it is about are at hand, so
-/// that eight registers hold them.
+/// Advances by the frames from first to last, as far as they fill lanes; returns the first one that is left. The matrix
+/// has frames in its lanes and so needs no shuffles; the damping, a recursion from frame to frame, has lines. On the
+/// way from one to the other, quads are exchanged among vectors and then transposed, and the reverse on the way back:
+/// in steps of four vectors, which fit into eight registers.
 template<class V>
 int AdvanceFrames(kernels::NetworkRun& run, int first, int last, const float* in)
 {
@@ -83,7 +86,7 @@ int AdvanceFrames(kernels::NetworkRun& run, int first, int last, const float* in
     return first;
 }
 
-/// By the lanes named first, and what they leave by the next ones.
+/// In the lanes named first; what is left, in those named next.
 template<class... V>
 void AdvanceNetwork(kernels::NetworkRun& run, int numFrames, const float* in)
 {

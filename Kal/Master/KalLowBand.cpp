@@ -4,7 +4,6 @@
 #include "Kal/Base/KalInternals.h"
 
 #include <algorithm>
-#include <array>
 
 namespace kal {
 
@@ -13,6 +12,7 @@ namespace {
 /// v and the harmonics that go with it, which stop growing at |v| = 2.
 float Saturated(float v)
 {
+    // not std::clamp, of which compilers make branches
     const float bounded = std::max(std::min(v, 2.0f), -2.0f);
     return v + 0.875f * bounded * bounded * bounded;
 }

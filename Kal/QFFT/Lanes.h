@@ -101,7 +101,7 @@ inline void TransposeQuads(Float4* rows)
     rows[3] = __builtin_shufflevector(c, d, 2, 3, 6, 7);
 }
 
-/// Four rows, as many together as a row has quads: quad k of the i-th one becomes quad i of the k-th one.
+/// Among each group of as many of the four rows as a row has quads, quad k of row i becomes quad i of row k.
 inline void ExchangeQuads(Float4*) {}
 
 #ifdef __AVX2__

@@ -166,10 +166,7 @@ std::array<float, Reverb::kNumTaps> Reverb::ProcessSample(float x)
 {
     std::array<float, kNumLines> v;
     for (int k = 0; k < kNumLines; ++k) v[k] = delayLines[k]->Read();
-    Hadamard16(v.data());
-    for (int k = 0; k < kNumLines; ++k) v[k] = dampState[k] += (v[k] * feedbackGain - dampState[k]) * lpfCoef;
-    v[0] += x;
-    v[2] -= x;
+    AdvanceFrame(v.data(), dampState.data(), feedbackGain, lpfCoef, x);
     for (int k = 0; k < kNumLines; ++k) delayLines[k]->Write(v[k]);
 
     std::array<float, kNumTaps> out;
@@ -195,7 +192,7 @@ void Reverb::Process(unsigned numFrames, const float* in, int firstTap, int seco
             OutputTap(firstTap, run, first);
             OutputTap(secondTap, run, second);
             FinishRun(run);
-        } else { // across a wrap, or fewer frames than lanes
+        } else { // across a wrap, with fewer frames than lanes, or with too short a line
             const auto out = ProcessSample(*in);
             *first = out[firstTap];
             *second = out[secondTap];
@@ -208,7 +205,7 @@ void Reverb::Process(unsigned numFrames, const float* in, int firstTap, int seco
     }
 }
 
-/// How many frames, a multiple of numLanes, can be advanced before a line wraps.
+/// How many frames, a multiple of numLanes, can be advanced before a line wraps; 0 if one is too short for lanes.
 int Reverb::RunLength(unsigned numFrames, int numLanes) const
 {
     if (delayLines[0]->Delay() < kernels::kShortestLine) return 0;
