@@ -42,7 +42,11 @@ run() {
         both kal_scene $sends --kernels $kernels --threads 1 --voices 1,64,256,1000,10000 $brief
         ;;
     busy) both kal_scene $sends --busy --voices 1,8,64,256,1000 --blocks 6000 $brief ;;
-    waiting) both kal_waiting ;;
+    waiting)
+        both kal_waiting
+        echo "on one processor:"
+        (taskset -cp 0 "$BASHPID" >/dev/null && both kal_waiting)
+        ;;
     latency) both kal_latency $starts ;;
     kernels) native kal_bench --benchmark_out="$out/kernels.json" --benchmark_out_format=json $kernel_options ;;
     *) echo "bench.sh: no piece is called $1" >&2 && return 2 ;;
