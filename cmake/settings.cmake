@@ -34,7 +34,8 @@ if(CMAKE_SYSTEM_PROCESSOR STREQUAL "i686")
 endif()
 
 if(WIN32 AND CMAKE_SYSTEM_PROCESSOR STREQUAL "x86_64")
-    # GCC keeps vectors of 32 bytes or more on a stack that 64-bit Windows aligns to 16, and moves them as if it were aligned.
+    # GCC keeps vectors of 32 bytes or more on a stack that 64-bit Windows aligns to 16, and moves them as if it were
+    # aligned.
     target_compile_options(kal_settings INTERFACE -Wa,-muse-unaligned-vector-move)
 endif()
 

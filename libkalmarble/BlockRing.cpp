@@ -43,28 +43,21 @@ void BlockRing::Read(float* out, std::size_t count)
 {
     for (bool isRead = count == 0; !isRead;) {
         producerGate.Pass();
-        std::exception_ptr failed;
-        {
-            std::lock_guard lock(ringMutex);
-            failed = std::exchange(failure, nullptr);
-            isRead = (failed ? failedCount : ringCount) == count;
-            if (!failed) TakeBlock(isRead ? out : nullptr);
+        std::lock_guard lock(ringMutex);
+        const std::exception_ptr failed = std::exchange(failure, nullptr);
+        isRead = (failed ? failedCount : ringCount) == count;
+        if (!failed) {
+            if (isRead) {
+                const std::size_t beforeEnd = std::min(ringCount, ring.size() - ringReadPos);
+                const auto start = ring.begin() + static_cast<std::ptrdiff_t>(ringReadPos);
+                std::copy_n(ring.begin(), ringCount - beforeEnd, std::copy_n(start, beforeEnd, out));
+            }
+            ringReadPos = (ringReadPos + ringCount) % ring.size();
+            ringCount = 0;
         }
-        TakeTurnBack(); // the first thing that the other side does in its turn is to take the lock
+        TakeTurnBack(); // last: the first thing that the other side does in its turn is to take the lock
         if (failed && isRead) std::rethrow_exception(failed);
     }
-}
-
-void BlockRing::TakeBlock(float* out)
-{
-    if (out) {
-        const std::size_t beforeEnd = std::min(ringCount, ring.size() - ringReadPos);
-        const auto start = ring.begin() + static_cast<std::ptrdiff_t>(ringReadPos);
-        out = std::copy_n(start, beforeEnd, out);
-        std::copy_n(ring.begin(), ringCount - beforeEnd, out);
-    }
-    ringReadPos = (ringReadPos + ringCount) % ring.size();
-    ringCount = 0;
 }
 
 void BlockRing::Close()

@@ -34,7 +34,6 @@ public:
     void Close();
 
 private:
-    void TakeBlock(float* out); ///< with the lock held; a null `out` drops it
     void HandOver();
     void TakeTurnBack();
 

@@ -5,7 +5,7 @@
 #   scenes   whole blocks natively, beside another renderer   windows  the same in the 32-bit Windows build under Wine
 #   long     a scene of ten minutes                           narrow   further voices with the narrow kernels
 #   tables   narrow and wide kernels, in both builds          busy     beside a load on every core, in both builds
-#   waiting  a block that waits, in both builds               latency  from a call until it is heard, in both builds
+#   waiting  as above, a block that waits, also on one CPU    latency  from a call until it is heard, in both builds
 #   kernels  each kernel, natively
 # shellcheck disable=SC2086 # lists of words on purpose
 set -euo pipefail
